@@ -1,0 +1,117 @@
+#include <linux/futex.h>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+
+#include "base/utils.h"
+#include "entry/sockentry.h"
+#include "hooks/HookSocket.h"
+#include "socks/Socks.h"
+
+constinit std::atomic<int> globalInit{0};
+constinit std::atomic<bool> startUpPending{true};
+
+namespace {
+
+constinit std::atomic<int> globalInitDone{0};
+constinit std::atomic<pthread_t> startingThread{};
+
+// 1 when start-up is over: a word that waiting threads sleep on.
+constinit std::atomic<int> startUpOver{0};
+
+// How long a thread waits for another's start-up, so that it can never hang for good: the starting
+// thread may itself be waiting for the loader's lock that the waiting one holds.
+constexpr long longestWaitSeconds = 5;
+
+long futex(int operation, int value, const timespec* timeout) {
+    return syscall(SYS_futex, &startUpOver, operation, value, timeout, nullptr,
+                   FUTEX_BITSET_MATCH_ANY);
+}
+
+void announceStartUpOver() {
+    startUpOver.store(1, std::memory_order_release);
+    startUpPending.store(false, std::memory_order_release);
+    futex(FUTEX_WAKE_PRIVATE, INT_MAX, nullptr);
+}
+
+bool isStartingThread() {
+    return pthread_equal(startingThread.load(std::memory_order_relaxed), pthread_self()) != 0;
+}
+
+// A call from inside start-up passes through at once.
+void waitForStartUp() {
+    if (isStartingThread()) return;
+    timespec deadline;
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += longestWaitSeconds;
+    while (startUpOver.load(std::memory_order_acquire) == 0) {
+        if (futex(FUTEX_WAIT_BITSET_PRIVATE, 0, &deadline) == -1 && errno == ETIMEDOUT) {
+            // Waiting did not help, and would not help the next call either.
+            startUpPending.store(false, std::memory_order_relaxed);
+            return;
+        }
+    }
+}
+
+void resolveHookedFunctions() {
+    Initsocket();
+    Initconnect();
+    Initgetaddrinfo();
+    Initgetsockname();
+    Initbind();
+    Initgetpeername();
+    Initsend();
+    Initrecv();
+    Initsendto();
+    Initrecvfrom();
+    Initrecvmsg();
+    Initsendmsg();
+    Initsetsockopt();
+    Initgetsockopt();
+    Initlisten();
+    Initaccept();
+}
+
+void startUp() {
+    resolveHookedFunctions();
+    initializeSocketPointers();
+    initializeCriticalSections();
+    getDebugLvl();
+    set_default_debug_display("sock");
+    globalInit.store(1, std::memory_order_release);
+    initializeSocksParam();
+    InitializeSocks();
+    initializeDebugServer();
+    initializeStartup();
+}
+
+}  // namespace
+
+void GlobalInit() {
+    const int savedErrno = errno;
+    if (globalInitDone.exchange(1, std::memory_order_acq_rel) != 0) {
+        if (startUpOver.load(std::memory_order_acquire) == 0) waitForStartUp();
+        errno = savedErrno;
+        return;
+    }
+    startingThread.store(pthread_self(), std::memory_order_relaxed);
+    // A thread that is cancelled in here would leave the others waiting.
+    int cancelState = PTHREAD_CANCEL_ENABLE;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
+    startUp();
+    announceStartUpOver();
+    pthread_setcancelstate(cancelState, nullptr);
+    errno = savedErrno;
+}
+
+void prepareCall() {
+    // Start-up is over for whoever set the flag from outside; a second thread comes here to wait.
+    if (globalInit.load(std::memory_order_acquire) == 0 ||
+        globalInitDone.load(std::memory_order_acquire) != 0) {
+        GlobalInit();
+    }
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+// What the six stream data hooks share.
+
+#include <sys/uio.h>
+
+#include "hooks/HookErrorCode.h"
+#include "hooks/HookSocket.h"
+#include "hooks/hookStamps.h"
+
+// True when the socket's data is recorded; else traces that it is not, and why.
+bool isDataRecorded(const SOCKETINFO* record, const char* hookName, int callNumber, int fd);
+
+// True for a receive that found nothing on a non-blocking socket, which leaves no message.
+bool isNothingToRead(ssize_t result, int error);
+
+// The attributes before "data" of a "send" message.
+void setSendHeader(RecorderMessage& message, const TimeStamps& start, int ticket, int fd);
+
+// The attributes before "data" of a "receive" message.
+void setReceiveHeader(RecorderMessage& message, const TimeStamps& arrival, int ticket, int fd);
+
+// "return" and "error", and the message on its way.
+void sendWithResult(RecorderMessage& message, ssize_t result, int error);
+
+// "data" of a send: the caller's whole buffer, whatever the real call took of it. Bytes that the
+// real call has not proved readable are recorded only if they can be read.
+void setSentData(RecorderMessage& message, const void* buffer, size_t length, ssize_t result,
+                 int error);
+
+// "data" of a receive: the bytes received; at the end of the stream, the text that the buffer still
+// holds; nothing after a failure.
+void setReceivedData(RecorderMessage& message, const void* buffer, size_t length, ssize_t result,
+                     int flags);
+
+// The buffers of a message header as far as the agent may read them after the real call.
+struct MessageBuffers {
+    const iovec* array = nullptr;
+    size_t count = 0;
+
+    // `result` and `error`: those of the real call, whose success proves that it could read the
+    // header.
+    MessageBuffers(const msghdr* header, ssize_t result, int error);
+
+    // The sum of the lengths, in 32-bit arithmetic.
+    int totalLength() const;
+
+    // True when every byte of every buffer can be read.
+    bool areReadable() const;
+};
+
+// The buffer as a trace shows it: a text up to its zero byte, whatever length was sent. Print it
+// with
+// "%.*s".
+struct TracedText {
+    int length;
+    const char* text;
+};
+TracedText tracedText(const void* buffer);

@@ -1,0 +1,47 @@
+#include "base/traceUtils.h"
+#include "hooks/dataHooks.h"
+#include "socks/Socks.h"
+
+namespace {
+
+void traceResult(const SOCKETINFO* record, int callNumber, int fd, const void* buf, size_t len,
+                 int flags, ssize_t result, int error) {
+    if (result == -1) {
+        si_disp(
+            record, TRACE_WARNI,
+            "[%d]send (SOCKET ERROR : %d %s : %s):\tsocket : %lx\t len = %d,\t flags = %d,\t buf = "
+            "0x%08X",
+            callNumber, error, getSocketErrorKind(error), getSocketErrorMsg(error), shownSocket(fd),
+            static_cast<int>(len), flags, shortAddress(buf));
+    } else if (isTraceWrittenFor(record, TRACE_RET)) {
+        const TracedText shown = tracedText(buf);
+        si_disp(record, TRACE_RET,
+                "[%d]send (OK):\tsocket : %lx\t len = %d,\t flags = %d,\t buf = 0x%08X \"%.*s\"",
+                callNumber, shownSocket(fd), static_cast<int>(len), flags, shortAddress(buf),
+                shown.length, shown.text);
+    }
+}
+
+}  // namespace
+
+ssize_t Mysend(int fd, const void* buf, size_t len, int flags) {
+    const CallNumbers numbers;
+    SOCKETINFO* const record = getSocketInfo(fd);
+    if (record == nullptr) return True_send(fd, buf, len, flags);
+
+    HookErrorCode error;
+    const TimeStamps start;
+    const int callNumber = numbers.callNumber;
+    waitConnectionDone(record, callNumber);
+    si_disp(record, TRACE_CALL, "[%d]send \tsocket : %lx", callNumber, shownSocket(fd));
+    const ssize_t result = error.around([&] { return True_send(fd, buf, len, flags); });
+    traceResult(record, callNumber, fd, buf, len, flags, result, error.code());
+    if (!isDataRecorded(record, "send", callNumber, fd)) return result;
+
+    RecorderMessage message(RecorderMessageKind::send, callNumber);
+    setSendHeader(message, start, ticketValue(numbers), fd);
+    setSentData(message, buf, len, result, error.code());
+    message.set(RecorderMessageAttribute::length, static_cast<unsigned long>(len));
+    sendWithResult(message, result, error.code());
+    return result;
+}

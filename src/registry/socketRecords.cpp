@@ -1,0 +1,160 @@
+#include "base/heapObject.h"
+#include "registry/ClientServer.h"
+#include "registry/DescriptorTable.h"
+#include "registry/registryState.h"
+
+constinit SOCKETINFO* allSocketInfo = nullptr;
+constinit CriticalSection criticalSectionSocketInfoList = PTHREAD_MUTEX_INITIALIZER;
+constinit CriticalSection criticalSectionSocketInfoData = PTHREAD_MUTEX_INITIALIZER;
+constinit std::atomic<int> criticalSectionSocketInfoInitialized{0};
+
+namespace {
+
+constinit SOCKETINFO* releasedSocketInfo = nullptr;  // a stack: the last released is reused first
+constinit CriticalSection criticalSectionLists = PTHREAD_MUTEX_INITIALIZER;
+constinit DescriptorTable recordsByDescriptor;
+
+SOCKETINFO* allocateRecord() {
+    auto* const record = makeOnHeap<SOCKETINFO>();
+    if (record != nullptr) AllocCriticalSectionBase(&record->connectionLock);
+    return record;
+}
+
+void freeRecord(SOCKETINFO* record) {
+    FreeCriticalSectionBase(&record->connectionLock);
+    destroyOnHeap(record);
+}
+
+void freeList(SOCKETINFO*& head) {
+    while (head != nullptr) {
+        SOCKETINFO* const record = head;
+        head = record->next;
+        freeRecord(record);
+    }
+}
+
+// The functions below are called with the list lock held.
+
+// Walks only for descriptors that the table does not cover, which in practice the kernel hands out
+// to nobody.
+SOCKETINFO* findLiveRecord(int socket) {
+    if (DescriptorTable::covers(socket)) return recordsByDescriptor.find(socket);
+    SOCKETINFO* record = allSocketInfo;
+    while (record != nullptr && record->socket.load(std::memory_order_relaxed) != socket) {
+        record = record->next;
+    }
+    return record;
+}
+
+SOCKETINFO* takeReleasedRecord() {
+    SOCKETINFO* const record = releasedSocketInfo;
+    if (record != nullptr) releasedSocketInfo = record->next;
+    return record;
+}
+
+void pushReleasedRecord(SOCKETINFO* record) {
+    record->socket.store(0, std::memory_order_relaxed);
+    record->next = releasedSocketInfo;
+    releasedSocketInfo = record;
+}
+
+bool pushLiveRecord(SOCKETINFO* record, int socket) {
+    record->socket.store(socket, std::memory_order_relaxed);
+    if (DescriptorTable::covers(socket) && !recordsByDescriptor.store(socket, record)) return false;
+    record->previous = nullptr;
+    record->next = allSocketInfo;
+    if (allSocketInfo != nullptr) allSocketInfo->previous = record;
+    allSocketInfo = record;
+    return true;
+}
+
+void unlinkLiveRecord(SOCKETINFO* record, int socket) {
+    if (DescriptorTable::covers(socket)) recordsByDescriptor.store(socket, nullptr);
+    (record->previous != nullptr ? record->previous->next : allSocketInfo) = record->next;
+    if (record->next != nullptr) record->next->previous = record->previous;
+}
+
+SOCKETINFO* makeLiveRecord(int socket) {
+    SOCKETINFO* record = takeReleasedRecord();
+    if (record == nullptr) record = allocateRecord();
+    if (record != nullptr && !pushLiveRecord(record, socket)) {
+        pushReleasedRecord(record);
+        record = nullptr;
+    }
+    return record;
+}
+
+// The functions above were called with the list lock held.
+
+SOCKETINFO* findOrMakeLiveRecord(int socket) {
+    const CriticalSectionHold hold(criticalSectionSocketInfoList);
+    SOCKETINFO* const record = findLiveRecord(socket);
+    return record != nullptr ? record : makeLiveRecord(socket);
+}
+
+}  // namespace
+
+void preInitializeMemo() {
+    // The locks are static and need no creating; the flag may be set by any number of threads at
+    // once.
+    criticalSectionSocketInfoInitialized.store(1, std::memory_order_relaxed);
+}
+
+SOCKETINFO* createSocketInfo(int socket, int family, int type, int nonBlocking, int protocol) {
+    if (socket == 0) return nullptr;
+    preInitializeMemo();
+    SOCKETINFO* const record = findOrMakeLiveRecord(socket);
+    if (record == nullptr) {
+        x_disp(TRACE_ERROR, "malloc error in createMemoOpenedSocket");
+        return nullptr;
+    }
+    const CriticalSectionHold hold(criticalSectionSocketInfoData);
+    record->type.store(type, std::memory_order_relaxed);
+    record->protocol.store(protocol, std::memory_order_relaxed);
+    record->family.store(family, std::memory_order_relaxed);
+    record->destinationLength = 0;
+    if (nonBlocking != 0) {
+        record->flags.fetch_or(SOCKET_NON_BLOCKING, std::memory_order_relaxed);
+    } else {
+        record->flags.fetch_and(~SOCKET_NON_BLOCKING, std::memory_order_relaxed);
+    }
+    return record;
+}
+
+SOCKETINFO* getSocketInfo(int socket) {
+    if (socket == 0 || criticalSectionSocketInfoInitialized.load(std::memory_order_relaxed) == 0) {
+        return nullptr;
+    }
+    if (DescriptorTable::covers(socket)) [[likely]]
+        return recordsByDescriptor.find(socket);
+    const CriticalSectionHold hold(criticalSectionSocketInfoList);
+    return findLiveRecord(socket);
+}
+
+int freeSocketInfo(int socket) {
+    if (socket == 0) return 0;
+    const CriticalSectionHold hold(criticalSectionSocketInfoList);
+    SOCKETINFO* const record = findLiveRecord(socket);
+    if (record == nullptr) return 0;
+    unlinkLiveRecord(record, socket);
+    pushReleasedRecord(record);
+    return 1;
+}
+
+void cleanSocketInfo() {
+    if (criticalSectionSocketInfoInitialized.load(std::memory_order_relaxed) == 0) return;
+    StartCriticalSectionBase(&criticalSectionSocketInfoList);
+    freeList(releasedSocketInfo);
+    freeList(allSocketInfo);
+    recordsByDescriptor.clear();
+    criticalSectionSocketInfoInitialized.store(0, std::memory_order_relaxed);
+    EndCriticalSectionBase(&criticalSectionSocketInfoList);
+}
+
+void InitializeLists() {
+    AllocCriticalSectionBase(&criticalSectionLists);
+}
+
+void FinalizeLists() {
+    FreeCriticalSectionBase(&criticalSectionLists);
+}
