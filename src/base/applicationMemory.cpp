@@ -16,9 +16,11 @@ constexpr std::uintptr_t pageSize = 4096;
 // EFAULT tells that they cannot be read, and the mask is never changed.
 bool isPageReadable(std::uintptr_t page) {
     constexpr int unknownHow = -1;
+    if (page == 0) return false;  // to the kernel, no mask at all
     const int saved = errno;
-    syscall(SYS_rt_sigprocmask, unknownHow, page, nullptr, sizeof(std::uint64_t));
-    const bool readable = errno != EFAULT;
+    const bool refused =
+        syscall(SYS_rt_sigprocmask, unknownHow, page, nullptr, sizeof(std::uint64_t)) == -1;
+    const bool readable = refused && errno != EFAULT;
     errno = saved;
     return readable;
 }
