@@ -1,0 +1,30 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace veltra::testing {
+
+// A recorded message taken apart.
+struct RecordedMessage {
+    std::string kind;
+    std::map<std::string, std::string> values;  // by name without type; escapes are resolved
+
+    // A numeric attribute; fails the test and gives -1 where it is missing.
+    long long number(const std::string& name) const;
+};
+
+// Takes a recording apart, line by line. A line that is no message fails the test.
+std::vector<RecordedMessage> parseRecording(const std::string& text);
+
+// What was sent, respectively received, on the sockets connected to `port`: the data of all their
+// messages of one kind ("send", "receive"), in the recording's order, as far as the calls
+// succeeded.
+std::string conversationWith(const std::vector<RecordedMessage>& recording, int port,
+                             const std::string& kind);
+
+// How many messages are of this kind.
+long count(const std::vector<RecordedMessage>& recording, const std::string& kind);
+
+}  // namespace veltra::testing
