@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "TemporaryFolder.h"
+#include "record/AgentLibrary.h"
+#include "record/Failure.h"
+
+namespace veltra::testing {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path libraryName = "libveltra_socket_agent.so";
+const fs::path installedLauncher = fs::path(VELTRA_INSTALL_PROGRAM_DIRECTORY) / "veltra-record";
+const fs::path installedLibrary = VELTRA_INSTALL_LIBRARY_DIRECTORY / libraryName;
+
+void expectUnusable(const fs::path& launcher, const std::string& reason) {
+    try {
+        const std::string library = findAgentLibrary(launcher);
+        FAIL() << "found " << library;
+    } catch (const Failure& failure) {
+        EXPECT_EQ(failure.exitStatus(), 126);
+        EXPECT_EQ(failure.what(), reason);
+    }
+}
+
+TEST(Launcher, KnowsItsOwnFile) {
+    EXPECT_TRUE(launcherPath().is_absolute());
+    EXPECT_EQ(launcherPath().filename(), "veltra_record_tests");
+}
+
+TEST(AgentLibrary, IsFoundInTheBuildTree) {
+    EXPECT_EQ(findAgentLibrary(VELTRA_BUILT_LAUNCHER), VELTRA_AGENT_LIBRARY);
+}
+
+TEST(AgentLibrary, IsFoundInAnInstalledTree) {
+    const TemporaryFolder prefix;
+    const fs::path library = prefix.makeFile(installedLibrary);
+    EXPECT_EQ(findAgentLibrary(prefix.path() / installedLauncher), library);
+}
+
+TEST(AgentLibrary, IsFoundBesideTheLauncher) {
+    const TemporaryFolder folder;
+    const fs::path library = folder.makeFile(libraryName);
+    EXPECT_EQ(findAgentLibrary(folder.path() / "veltra-record"), library);
+}
+
+TEST(AgentLibrary, OfTheTreeIsPreferredToOneBesideTheLauncher) {
+    const TemporaryFolder prefix;
+    const fs::path library = prefix.makeFile(installedLibrary);
+    prefix.makeFile(installedLauncher.parent_path() / libraryName);
+    EXPECT_EQ(findAgentLibrary(prefix.path() / installedLauncher), library);
+}
+
+TEST(AgentLibrary, IsNotTakenFromAnotherTree) {
+    const TemporaryFolder folder;
+    folder.makeFile(installedLibrary);
+    const fs::path launcher = folder.path() / "elsewhere" / "veltra-record";
+    expectUnusable(launcher,
+                   "cannot find libveltra_socket_agent.so, which belongs to " + launcher.string());
+}
+
+TEST(AgentLibrary, MustBeReadable) {
+    if (::geteuid() == 0) GTEST_SKIP() << "root may read everything";
+    const TemporaryFolder folder;
+    const fs::path library = folder.makeFile(libraryName, "", fs::perms::none);
+    expectUnusable(folder.path() / "veltra-record",
+                   "cannot read the library " + library.string() + ": Permission denied");
+}
+
+TEST(AgentLibrary, MustHaveAPathThatCanBePreloaded) {
+    for (const char* subfolder : {"with blank", "with:colon", "with\ttab"}) {
+        const TemporaryFolder folder;
+        const fs::path library = folder.makeFile(subfolder / libraryName);
+        expectUnusable(library.parent_path() / "veltra-record",
+                       "cannot preload " + library.string() +
+                           ": the path of a preloaded library must not contain a blank or a colon");
+    }
+}
+
+}  // namespace
+
+}  // namespace veltra::testing
