@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "FewDescriptors.h"
 #include "MessageCollector.h"
 #include "Sender.h"
 #include "recorder/Recorder.h"
@@ -47,44 +48,6 @@ std::string largeMessage(std::size_t size) {
     }
     return message;
 }
-
-std::vector<int> openDescriptors() {
-    std::vector<int> descriptors;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        descriptors.push_back(std::stoi(entry.path().filename()));
-    }
-    // The one that the iterator had is not open any more.
-    std::erase_if(descriptors, [](int descriptor) { return ::fcntl(descriptor, F_GETFD) < 0; });
-    return descriptors;
-}
-
-// Leaves room for `count` more descriptors until it is destroyed.
-class FewDescriptors {
-public:
-    explicit FewDescriptors(unsigned count) {
-        const int highest = std::ranges::max(openDescriptors());
-        fillGapsBelow(highest);
-        ::getrlimit(RLIMIT_NOFILE, &previous_);
-        rlimit few = previous_;
-        few.rlim_cur = static_cast<rlim_t>(highest) + 1 + count;
-        ::setrlimit(RLIMIT_NOFILE, &few);
-    }
-    ~FewDescriptors() { ::setrlimit(RLIMIT_NOFILE, &previous_); }
-    FewDescriptors(const FewDescriptors&) = delete;
-    FewDescriptors& operator=(const FewDescriptors&) = delete;
-
-private:
-    void fillGapsBelow(int highest) {
-        for (;;) {
-            FileDescriptor filler(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-            if (!filler.isOpen() || filler.number() > highest) return;
-            fillers_.push_back(std::move(filler));
-        }
-    }
-
-    rlimit previous_{};
-    std::vector<FileDescriptor> fillers_;
-};
 
 TEST(Recorder, PassesOnAMessageExactlyAsItArrived) {
     MessageCollector collector;
@@ -339,54 +302,6 @@ TEST(Recorder, LosesNothingWithFewDescriptors) {
         sender.endMessage();
     }
     EXPECT_EQ(collector.waitFor(count), numberedMessages(count));
-}
-
-class RecorderWithoutDescriptors : public ::testing::Test {
-protected:
-    void SetUp() override {
-        if (std::string_view(VELTRA_SANITIZER).find("undefined") != std::string_view::npos) {
-            GTEST_SKIP() << "this sanitizer uses descriptors for its own checks";
-        }
-    }
-};
-
-TEST_F(RecorderWithoutDescriptors, TriesAgainLater) {
-    MessageCollector collector;
-    Recorder recorder(collector.callback());
-    Sender sender;
-    {
-        const FewDescriptors none(0);
-        sender.connect(recorder.port());
-        sender.send("in the end\n");
-        sender.endMessage();
-        // Time for the recorder to be refused; without it the test would be less sharp, not wrong.
-        std::this_thread::sleep_for(20ms);
-        EXPECT_EQ(collector.messages(), Texts{});
-    }
-    EXPECT_EQ(collector.waitFor(1), Texts{"in the end\n"});
-}
-
-TEST_F(RecorderWithoutDescriptors, Stops) {
-    MessageCollector collector;
-    Recorder recorder(collector.callback(), 20ms);
-    sendMessage(recorder.port(), "before\n");
-    collector.waitFor(1);
-    Sender sender;
-    const FewDescriptors none(0);
-    sender.connect(recorder.port());
-    recorder.stop();
-    EXPECT_EQ(collector.messages(), Texts{"before\n"});
-}
-
-TEST_F(RecorderWithoutDescriptors, SaysThatItCannotStart) {
-    try {
-        const FewDescriptors none(0);
-        Recorder recorder([](std::string_view) {});
-        FAIL() << "started without a descriptor";
-    } catch (const std::system_error& error) {
-        EXPECT_STREQ(error.what(), "cannot create the recorder's socket: Too many open files");
-        EXPECT_EQ(error.code().value(), EMFILE);
-    }
 }
 
 TEST(Recorder, TakesNoSignals) {
