@@ -80,7 +80,8 @@ BEFORE_SANITIZERS void* agentLibraryHandle() {
 }
 
 BEFORE_SANITIZERS bool isInsideAgent(const void* address) {
-    return libraryBaseOf(address) == libraryBaseOf(reinterpret_cast<const void*>(&Truedlsym));
+    void* const agent = libraryBaseOf(reinterpret_cast<const void*>(&Truedlsym));
+    return agent != nullptr && libraryBaseOf(address) == agent;
 }
 
 void* MyGetProcAddr(const char* name) {

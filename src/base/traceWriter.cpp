@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
@@ -15,6 +17,7 @@ constinit std::atomic<std::int32_t> currentProcessId{0};
 namespace {
 
 constexpr std::int32_t initialBufferSize = 8192;
+constexpr std::int32_t longestLine = INT32_MAX - 2 * initialBufferSize;
 
 // Writes "[LABEL]" to the front of the buffer, except for free text. Returns its length.
 int writePrefix(DebugMessageKind kind) {
@@ -34,7 +37,7 @@ int formatBehind(int prefix, int reserve, const char* format, va_list arguments)
         internal_buffer_display + prefix,
         static_cast<std::size_t>(internal_buffer_display_size - prefix - reserve), format, copy);
     va_end(copy);
-    return length < 0 ? length : prefix + length;
+    return length < 0 || length > longestLine ? -1 : prefix + length;
 }
 
 // Gives the buffer room for a line of `length` bytes, in whole pages. False, with no buffer left,
@@ -82,7 +85,9 @@ std::int32_t writeLine(DebugMessageKind kind, const char* format, va_list argume
     const bool grows = length + 7 >= internal_buffer_display_size;
     if (grows) {
         if (!growBuffer(length)) return 0;
-        length = formatBehind(prefix, 0, format, arguments);
+        // A text argument that another thread makes longer meanwhile is cut.
+        length =
+            std::min(formatBehind(prefix, 0, format, arguments), internal_buffer_display_size - 2);
     }
     internal_buffer_display[length] = '\n';
     internal_buffer_display[length + 1] = '\0';

@@ -6,8 +6,10 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 
 #include "base/utils.h"
+#include "entry/crashHandler.h"
 #include "entry/sockentry.h"
 #include "hooks/HookSocket.h"
 #include "socks/Socks.h"
@@ -27,6 +29,9 @@ constinit std::atomic<int> startUpOver{0};
 // thread may itself be waiting for the loader's lock that the waiting one holds.
 constexpr long longestWaitSeconds = 5;
 
+// Set for a thread that has waited in vain, and will not wait again at its next call.
+constinit thread_local bool gaveUpWaiting = false;
+
 long futex(int operation, int value, const timespec* timeout) {
     return syscall(SYS_futex, &startUpOver, operation, value, timeout, nullptr,
                    FUTEX_BITSET_MATCH_ANY);
@@ -44,14 +49,13 @@ bool isStartingThread() {
 
 // A call from inside start-up passes through at once.
 void waitForStartUp() {
-    if (isStartingThread()) return;
+    if (isStartingThread() || gaveUpWaiting) return;
     timespec deadline;
     clock_gettime(CLOCK_MONOTONIC, &deadline);
     deadline.tv_sec += longestWaitSeconds;
     while (startUpOver.load(std::memory_order_acquire) == 0) {
         if (futex(FUTEX_WAIT_BITSET_PRIVATE, 0, &deadline) == -1 && errno == ETIMEDOUT) {
-            // Waiting did not help, and would not help the next call either.
-            startUpPending.store(false, std::memory_order_relaxed);
+            gaveUpWaiting = true;
             return;
         }
     }
@@ -76,7 +80,14 @@ void resolveHookedFunctions() {
     Initaccept();
 }
 
+void installCrashHandler() {
+    if (getenv("VELTRA_SOCKET_AGENT_DEBUG_TRACEBACK") == nullptr) return;
+    struct sigaction previous;
+    active_handler(&previous);
+}
+
 void startUp() {
+    installCrashHandler();
     resolveHookedFunctions();
     initializeSocketPointers();
     initializeCriticalSections();

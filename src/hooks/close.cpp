@@ -25,14 +25,28 @@ void traceNotLogged(int callNumber, int fd) {
            shownSocket(fd));
 }
 
-// The record and the newest bound port stay behind a close that failed only as far as the registry
-// goes.
+// The record stays in the registry.
 void afterFailedClose(SOCKETINFO* record, int callNumber, int fd, int error) {
     x_disp(TRACE_WARNI, "[%d]closesocket (SOCKET ERROR : %d %s : %s):\tsocket : %lx", callNumber,
            error, getSocketErrorKind(error), getSocketErrorMsg(error), shownSocket(fd));
-    freeBindedPortMemo(fd);
+    displayBindedPortMemo();
     if (isTraceWrittenFor(record, TRACE_INFO)) traceNotLogged(callNumber, fd);
 }
+
+// What is known of the socket before its close. Afterwards its number, and the record with it, may
+// already belong to another thread's new socket.
+struct ClosingSocket {
+    explicit ClosingSocket(const SOCKETINFO* record)
+        : generation(record->generation.load(std::memory_order_relaxed)),
+          wasOpened(isOpenedSocket(record) != 0),
+          wasAccepted(isAcceptedSocket(record) != 0),
+          isTraced(isTraceWrittenFor(record, TRACE_INFO)) {}
+
+    std::uint32_t generation;
+    bool wasOpened;
+    bool wasAccepted;
+    bool isTraced;
+};
 
 }  // namespace
 
@@ -45,28 +59,25 @@ int Myclose(int fd) {
     const TimeStamps start;
     const int callNumber = numbers.callNumber;
     si_disp(record, TRACE_CALL, "[%d]closesocket \tsocket : %lx", callNumber, shownSocket(fd));
+    const ClosingSocket closing(record);
+    forgetNewestBoundPort(fd);  // also if the close fails
     const int result = error.around([&] { return True_close(fd); });
     if (result == -1) {
         afterFailedClose(record, callNumber, fd, error.code());
         return result;
     }
 
-    const int opened = freeMemoOpenedSocket(record);
-    const int accepted = freeMemoAcceptedSocket(record);
-    removeSockaddrElem(record);
-    // Once released, the record may serve another socket: its trace setting is taken before.
-    const bool traced = isTraceWrittenFor(record, TRACE_INFO);
-    freeSocketInfo(fd);
+    releaseClosedSocket(record, fd, closing.generation);
     x_disp(TRACE_RET, "[%d]closesocket (OK):\tsocket : %lx", callNumber, shownSocket(fd));
-    freeBindedPortMemo(fd);
-    if (opened == 0 && accepted == 0) {
-        if (traced) traceNotLogged(callNumber, fd);
+    displayBindedPortMemo();
+    if (!closing.wasOpened && !closing.wasAccepted) {
+        if (closing.isTraced) traceNotLogged(callNumber, fd);
         return result;
     }
     recordClose(callNumber, start, ticketValue(numbers), fd, result, error.code());
-    if (traced) {
+    if (closing.isTraced) {
         x_disp(TRACE_INFO, "[%d]closesocket on %lx (%s)", callNumber, shownSocket(fd),
-               opened != 0 ? "connect" : "accept");
+               closing.wasOpened ? "connect" : "accept");
     }
     return result;
 }

@@ -36,6 +36,12 @@ void setReceiveHeader(RecorderMessage& message, const TimeStamps& arrival, int t
     message.setInt64(RecorderMessageAttribute::socket, fd);
 }
 
+void setPossibleUdp(RecorderMessage& message, const SOCKETINFO* record) {
+    if (getProtocol(record) == IPPROTO_UDP) {
+        message.set(RecorderMessageAttribute::info, "POSSIBLE_UDP", 0);
+    }
+}
+
 void sendWithResult(RecorderMessage& message, ssize_t result, int error) {
     message.set(RecorderMessageAttribute::returnValue, static_cast<int>(result));
     message.set(RecorderMessageAttribute::error, error);
@@ -65,9 +71,9 @@ void setReceivedData(RecorderMessage& message, const void* buffer, size_t length
     message.set(RecorderMessageAttribute::data, count == 0 ? "" : bytes, static_cast<int>(count));
 }
 
-MessageBuffers::MessageBuffers(const msghdr* header, ssize_t result, int error) {
+MessageBuffers::MessageBuffers(const msghdr* header, ssize_t result) {
     if (result == -1) {
-        if (error == EFAULT || readableLength(header, sizeof(*header)) != sizeof(*header)) return;
+        if (readableLength(header, sizeof(*header)) != sizeof(*header)) return;
         constexpr size_t most = SIZE_MAX / sizeof(iovec);
         const size_t size = std::min(header->msg_iovlen, most) * sizeof(iovec);
         if (readableLength(header->msg_iov, size) != size) return;
@@ -83,7 +89,8 @@ int MessageBuffers::totalLength() const {
     return static_cast<int>(total);
 }
 
-bool MessageBuffers::areReadable() const {
+bool MessageBuffers::areReadable(int error) const {
+    if (error == EFAULT) return false;
     return std::all_of(array, array + count, [](const iovec& buffer) {
         return readableLength(buffer.iov_base, buffer.iov_len) == buffer.iov_len;
     });

@@ -20,6 +20,9 @@ void setSendHeader(RecorderMessage& message, const TimeStamps& start, int ticket
 // The attributes before "data" of a "receive" message.
 void setReceiveHeader(RecorderMessage& message, const TimeStamps& arrival, int ticket, int fd);
 
+// "info" on a socket whose protocol is UDP, should one ever come to be recorded.
+void setPossibleUdp(RecorderMessage& message, const SOCKETINFO* record);
+
 // "return" and "error", and the message on its way.
 void sendWithResult(RecorderMessage& message, ssize_t result, int error);
 
@@ -38,15 +41,15 @@ struct MessageBuffers {
     const iovec* array = nullptr;
     size_t count = 0;
 
-    // `result` and `error`: those of the real call, whose success proves that it could read the
-    // header.
-    MessageBuffers(const msghdr* header, ssize_t result, int error);
+    // `result`: that of the real call, whose success proves that it could read the header.
+    MessageBuffers(const msghdr* header, ssize_t result);
 
     // The sum of the lengths, in 32-bit arithmetic.
     int totalLength() const;
 
-    // True when every byte of every buffer can be read.
-    bool areReadable() const;
+    // True when every byte of every buffer can be read. After the real call faulted (`error`) on
+    // one of them, none is looked at.
+    bool areReadable(int error) const;
 };
 
 // The buffer as a trace shows it: a text up to its zero byte, whatever length was sent. Print it

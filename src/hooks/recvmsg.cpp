@@ -29,9 +29,9 @@ ssize_t Myrecvmsg(int fd, struct msghdr* msg, int flags) {
     RecorderMessage message(RecorderMessageKind::receive, callNumber);
     setReceiveHeader(message, arrival, ticketValue(numbers), fd);
     // After a failure the limit is without bound, and every buffer is recorded in full.
-    const MessageBuffers buffers(msg, result, error.code());
+    const MessageBuffers buffers(msg, result);
     const bool wereFilled = result >= 0 && (flags & MSG_TRUNC) == 0;
-    if (wereFilled || buffers.areReadable()) {
+    if (wereFilled || buffers.areReadable(error.code())) {
         message.setiovect(RecorderMessageAttribute::data, buffers.array, buffers.count,
                           static_cast<unsigned long>(result));
     }

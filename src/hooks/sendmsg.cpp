@@ -26,9 +26,10 @@ ssize_t Mysendmsg(int fd, const struct msghdr* msg, int flags) {
 
     RecorderMessage message(RecorderMessageKind::send, callNumber);
     setSendHeader(message, start, ticketValue(numbers), fd);
-    const MessageBuffers buffers(msg, result, error.code());
+    const MessageBuffers buffers(msg, result);
     const int total = buffers.totalLength();
-    if (result == total || buffers.areReadable()) {
+    const bool tookAll = result >= 0 && result == total;
+    if (tookAll || buffers.areReadable(error.code())) {
         message.setiovect(RecorderMessageAttribute::data, buffers.array, buffers.count,
                           static_cast<unsigned long>(total));
     }

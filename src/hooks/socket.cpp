@@ -39,8 +39,8 @@ int Mysocket(int domain, int type, int protocol) {
                typeToString(type), protocol, protocolToString(registeredProtocol));
         return fd;
     }
-    createSocketInfo(fd, domain, plainType, (type & SOCK_NONBLOCK) != 0 ? 1 : 0,
-                     registeredProtocol);
+    registerNewSocket(fd, domain, plainType, (type & SOCK_NONBLOCK) != 0 ? 1 : 0,
+                      registeredProtocol);
     x_disp(TRACE_RET,
            "[%d]socket (OK):\tsocket : %lx\t af = (%d)%s,\t type = (%d)%s,\t protocol = (%d)%s",
            callNumber, shownSocket(fd), domain, afToString(domain), type, typeToString(type),

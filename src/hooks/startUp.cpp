@@ -123,8 +123,8 @@ void fillRealFunctions() {
     FILL(gethostbyname);
     FILL(gethostname);
     FILL(getpeername);
-    FILL(getservbyport);
     FILL(getservbyname);
+    FILL(getservbyport);
     FILL(getsockname);
     FILL(getsockopt);
     FILL(htonl);

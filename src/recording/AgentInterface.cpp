@@ -5,11 +5,11 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/SignalBlock.h"
 #include "base/heapObject.h"
 #include "base/realFunctions.h"
 #include "base/traceUtils.h"
 #include "base/utils.h"
-#include "recording/SigpipeBlock.h"
 
 constinit std::atomic<AgentInterface*> agentInterface{nullptr};
 constinit std::atomic<bool> agentInterfaceUnplugged{false};
@@ -18,6 +18,16 @@ namespace {
 
 constexpr const char* defaultAddress = "127.0.0.1";
 constexpr std::int32_t defaultPort = 1092;
+
+// How long the system may take over connecting, and again over sending. Signals wait meanwhile, and
+// so does the application.
+constexpr timeval longestWait = {5, 0};
+
+void limitWaits(int connection) {
+    Initsetsockopt();
+    const auto set = setsockopt_ptr.load(std::memory_order_relaxed);
+    if (set != nullptr) set(connection, SOL_SOCKET, SO_SNDTIMEO, &longestWait, sizeof(longestWait));
+}
 
 constinit char systemDir[2048] = {};
 constinit unsigned long systemDirLen = 0;
@@ -53,6 +63,7 @@ void AgentInterface::sendAMessage(RecorderMessage& message) {
 }
 
 void AgentInterface::flushFirstMessage() {
+    const SignalBlock signals;
     const CriticalSectionHold hold(messageLock);
     RecorderMessage* const first = firstMessage.load(std::memory_order_relaxed);
     if (first == nullptr) return;
@@ -66,15 +77,16 @@ void AgentInterface::_sendAMessage(const char* text, unsigned long length) {
     if (length == 0 || text == nullptr || agentInterfaceUnplugged.load(std::memory_order_relaxed)) {
         return;
     }
+    const SignalBlock signals;
     const CriticalSectionHold hold(sendLock);
     const int savedErrno = errno;
     const int savedSocketError = True_WSAGetLastError();
-    deliver(text, length);
+    deliver(signals, text, length);
     True_WSASetLastError(savedSocketError);
     errno = savedErrno;
 }
 
-void AgentInterface::deliver(const char* text, unsigned long length) {
+void AgentInterface::deliver(const SignalBlock& signals, const char* text, unsigned long length) {
     const int connection = True_socket(2, 1, 6);
     if (connection == -1) {
         const int error = True_WSAGetLastError();
@@ -82,6 +94,7 @@ void AgentInterface::deliver(const char* text, unsigned long length) {
                getSocketErrorKind(error), getSocketErrorMsg(error));
         return;
     }
+    limitWaits(connection);
     sockaddr_in recorder{};
     recorder.sin_family = AF_INET;
     recorder.sin_addr.s_addr = True_inet_addr(address);
@@ -91,14 +104,10 @@ void AgentInterface::deliver(const char* text, unsigned long length) {
         const int error = True_WSAGetLastError();
         x_disp(TRACE_ERROR, "connect() returned SOCKET_ERROR, WSAGetLastError=%d %s : %s", error,
                getSocketErrorKind(error), getSocketErrorMsg(error));
-    } else {
-        const SigpipeBlock sigpipe;
-        if (True_send(connection, text, static_cast<unsigned int>(length), 0) == -1) {
-            const int error = True_WSAGetLastError();
-            sigpipe.takeBackAfter(error);
-            x_disp(TRACE_ERROR, "send() returned SOCKET_ERROR, WSAGetLastError=%d %s : %s", error,
-                   getSocketErrorKind(error), getSocketErrorMsg(error));
-        }
+    } else if (signals.send(connection, text, static_cast<unsigned int>(length)) == -1) {
+        const int error = True_WSAGetLastError();
+        x_disp(TRACE_ERROR, "send() returned SOCKET_ERROR, WSAGetLastError=%d %s : %s", error,
+               getSocketErrorKind(error), getSocketErrorMsg(error));
     }
     True_close(connection);
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/CriticalSection.h"
+#include "base/SignalBlock.h"
 #include "base/export.h"
 #include "recording/RecorderMessage.h"
 
@@ -32,7 +33,7 @@ public:
 private:
     void flushFirstMessage();
     void _sendAMessage(const char* text, unsigned long length);
-    void deliver(const char* text, unsigned long length);
+    void deliver(const SignalBlock& signals, const char* text, unsigned long length);
 
     CriticalSection messageLock;  // guards firstMessage
     char address[200];

@@ -24,10 +24,12 @@ unsigned long escapedLength(const char* bytes, unsigned long count) {
     return length;
 }
 
-// Writes the escaped bytes to `out` and returns where they end.
-char* writeEscaped(char* out, const char* bytes, unsigned long count) {
+// Writes the escaped bytes to `out` and returns where they end, which is `limit` at the most:
+// another thread of the application may change the bytes after they were counted.
+char* writeEscaped(char* out, const char* limit, const char* bytes, unsigned long count) {
     for (unsigned long i = 0; i < count; ++i) {
         const EscapedByte& form = escaped(bytes[i]);
+        if (limit - out < form.length) break;
         std::memcpy(out, form.text, longestEscape);
         out += form.length;
     }
@@ -125,7 +127,8 @@ void PrintBuffer::appendEscaped(char c) {
 void PrintBuffer::appendEscapedBytes(const char* bytes, unsigned long count) {
     expand(escapedLength(bytes, count) + 1);
     if (buffer == nullptr) return;
-    used = static_cast<unsigned long>(writeEscaped(buffer + used, bytes, count) - buffer);
+    used = static_cast<unsigned long>(
+        writeEscaped(buffer + used, buffer + capacity - slack, bytes, count) - buffer);
     buffer[used] = '\0';
 }
 

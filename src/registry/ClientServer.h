@@ -28,10 +28,11 @@ struct SOCKETINFO {
     std::int32_t destinationLength;    // bytes of `destination`; 0: none
     std::atomic<std::int32_t> type;    // without the non-blocking and close-on-exec bits
     std::atomic<std::int32_t> protocol;
-    std::atomic<std::int32_t> family;  // Linux numbering
-    CriticalSection connectionLock;    // held during a rerouted connect; kept across reuse
-    sockaddr_storage destination;      // what the application asked a rerouted connect for
-    SOCKETINFO* previous;              // in the list of live records: unlinking needs no walk
+    std::atomic<std::int32_t> family;       // Linux numbering
+    CriticalSection connectionLock;         // held during a rerouted connect; kept across reuse
+    sockaddr_storage destination;           // what the application asked a rerouted connect for
+    std::atomic<std::uint32_t> generation;  // counts the sockets that the record has stood for
+    SOCKETINFO* previous;                   // in the list of live records: unlinking needs no walk
 };
 
 // --- Record life (socketRecords.cpp) -------------------------------------------------------------
@@ -49,6 +50,15 @@ SOCKETINFO* getSocketInfo(int socket);
 
 // Releases the record of `socket` for reuse. Returns 1, or 0 if there is none.
 int freeSocketInfo(int socket);
+
+// The same after a close, with the record's marks cleared, unless another thread's new socket has
+// been given the number meanwhile and the record with it: `generation` is the record's before the
+// close.
+void releaseClosedSocket(SOCKETINFO* record, int socket, std::uint32_t generation);
+
+// For a new socket: the record as createSocketInfo makes it, with clean marks even if the number's
+// last close went unseen.
+SOCKETINFO* registerNewSocket(int socket, int family, int type, int nonBlocking, int protocol);
 
 // Frees every record and the locks. Only while nothing else uses the registry.
 void cleanSocketInfo();
@@ -78,6 +88,10 @@ void createMemoOpenedSocket(SOCKETINFO* record);
 void createMemoAcceptedSocket(SOCKETINFO* record);
 void freeOpenedSocket(SOCKETINFO* record);
 void freeAcceptedSocket(SOCKETINFO* record);
+
+// Sets the accepted mark. True for the one caller that found it clear, and always for a null
+// record, which has no mark to keep.
+bool claimAcceptedMark(SOCKETINFO* record);
 
 // Clear the mark and return 1 if it was set, else 0.
 int freeMemoOpenedSocket(SOCKETINFO* record);

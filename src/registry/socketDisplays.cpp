@@ -41,6 +41,7 @@ void displayAllSocketInfo(const char* title) {
 }
 
 void displaySockaddrElem(const SOCKETINFO* record) {
+    if (record == nullptr) return;
     AddressText address = {"<unknown>"};
     int port = 0;
     if (record->destination.ss_family == AF_INET) {

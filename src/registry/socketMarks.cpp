@@ -64,6 +64,12 @@ void createMemoAcceptedSocket(SOCKETINFO* record) {
     setMark(record, SOCKET_ACCEPTED);
 }
 
+bool claimAcceptedMark(SOCKETINFO* record) {
+    return record == nullptr ||
+           (record->flags.fetch_or(SOCKET_ACCEPTED, std::memory_order_relaxed) & SOCKET_ACCEPTED) ==
+               0;
+}
+
 void freeOpenedSocket(SOCKETINFO* record) {
     clearMark(record, SOCKET_OPENED);
 }
@@ -109,7 +115,10 @@ int createSockaddrElem(SOCKETINFO* record, const struct sockaddr* address, int l
     const CriticalSectionHold hold(criticalSectionSocketInfoData);
     record->destinationLength =
         std::clamp(length, 0, static_cast<int>(sizeof(record->destination)));
-    std::memcpy(&record->destination, address, static_cast<std::size_t>(record->destinationLength));
+    if (record->destinationLength != 0) {
+        std::memcpy(&record->destination, address,
+                    static_cast<std::size_t>(record->destinationLength));
+    }
     setMark(record, SOCKET_REROUTED);
     return 1;
 }

@@ -13,6 +13,7 @@ namespace {
 constinit SOCKETINFO* releasedSocketInfo = nullptr;  // a stack: the last released is reused first
 constinit CriticalSection criticalSectionLists = PTHREAD_MUTEX_INITIALIZER;
 constinit DescriptorTable recordsByDescriptor;
+constinit std::atomic<int> recordsBesideTable{0};  // live records that the table does not cover
 
 SOCKETINFO* allocateRecord() {
     auto* const record = makeOnHeap<SOCKETINFO>();
@@ -31,6 +32,12 @@ void freeList(SOCKETINFO*& head) {
         head = record->next;
         freeRecord(record);
     }
+}
+
+// What a socket carries from connect or accept to its close.
+void clearMarks(SOCKETINFO* record) {
+    record->flags.fetch_and(~(SOCKET_OPENED | SOCKET_ACCEPTED | SOCKET_REROUTED),
+                            std::memory_order_relaxed);
 }
 
 // The functions below are called with the list lock held.
@@ -60,7 +67,11 @@ void pushReleasedRecord(SOCKETINFO* record) {
 
 bool pushLiveRecord(SOCKETINFO* record, int socket) {
     record->socket.store(socket, std::memory_order_relaxed);
-    if (DescriptorTable::covers(socket) && !recordsByDescriptor.store(socket, record)) return false;
+    if (!DescriptorTable::covers(socket)) {
+        recordsBesideTable.fetch_add(1, std::memory_order_relaxed);
+    } else if (!recordsByDescriptor.store(socket, record)) {
+        return false;
+    }
     record->previous = nullptr;
     record->next = allSocketInfo;
     if (allSocketInfo != nullptr) allSocketInfo->previous = record;
@@ -69,7 +80,11 @@ bool pushLiveRecord(SOCKETINFO* record, int socket) {
 }
 
 void unlinkLiveRecord(SOCKETINFO* record, int socket) {
-    if (DescriptorTable::covers(socket)) recordsByDescriptor.store(socket, nullptr);
+    if (DescriptorTable::covers(socket)) {
+        recordsByDescriptor.store(socket, nullptr);
+    } else {
+        recordsBesideTable.fetch_sub(1, std::memory_order_relaxed);
+    }
     (record->previous != nullptr ? record->previous->next : allSocketInfo) = record->next;
     if (record->next != nullptr) record->next->previous = record->previous;
 }
@@ -108,6 +123,7 @@ SOCKETINFO* createSocketInfo(int socket, int family, int type, int nonBlocking, 
         x_disp(TRACE_ERROR, "malloc error in createMemoOpenedSocket");
         return nullptr;
     }
+    record->generation.fetch_add(1, std::memory_order_relaxed);
     const CriticalSectionHold hold(criticalSectionSocketInfoData);
     record->type.store(type, std::memory_order_relaxed);
     record->protocol.store(protocol, std::memory_order_relaxed);
@@ -127,6 +143,7 @@ SOCKETINFO* getSocketInfo(int socket) {
     }
     if (DescriptorTable::covers(socket)) [[likely]]
         return recordsByDescriptor.find(socket);
+    if (recordsBesideTable.load(std::memory_order_relaxed) == 0) return nullptr;
     const CriticalSectionHold hold(criticalSectionSocketInfoList);
     return findLiveRecord(socket);
 }
@@ -141,12 +158,30 @@ int freeSocketInfo(int socket) {
     return 1;
 }
 
+void releaseClosedSocket(SOCKETINFO* record, int socket, std::uint32_t generation) {
+    const CriticalSectionHold hold(criticalSectionSocketInfoList);
+    if (record->generation.load(std::memory_order_relaxed) != generation ||
+        findLiveRecord(socket) != record) {
+        return;
+    }
+    clearMarks(record);
+    unlinkLiveRecord(record, socket);
+    pushReleasedRecord(record);
+}
+
+SOCKETINFO* registerNewSocket(int socket, int family, int type, int nonBlocking, int protocol) {
+    SOCKETINFO* const stale = getSocketInfo(socket);
+    if (stale != nullptr) clearMarks(stale);
+    return createSocketInfo(socket, family, type, nonBlocking, protocol);
+}
+
 void cleanSocketInfo() {
     if (criticalSectionSocketInfoInitialized.load(std::memory_order_relaxed) == 0) return;
     StartCriticalSectionBase(&criticalSectionSocketInfoList);
     freeList(releasedSocketInfo);
     freeList(allSocketInfo);
     recordsByDescriptor.clear();
+    recordsBesideTable.store(0, std::memory_order_relaxed);
     criticalSectionSocketInfoInitialized.store(0, std::memory_order_relaxed);
     EndCriticalSectionBase(&criticalSectionSocketInfoList);
 }

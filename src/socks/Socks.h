@@ -59,8 +59,10 @@ bool isStreamSocket(int fd, int family);
 
 // Remembers that `fd` was bound to `port` (host order).
 void createBindedPortMemo(int fd, std::uint16_t port);
-// Forgets the newest port of `fd`, if there is one.
+// Forgets the newest port of `fd`, if there is one, and traces all entries.
 void freeBindedPortMemo(int fd);
+// The same without the traces.
+void forgetNewestBoundPort(int fd);
 // Traces all entries.
 void displayBindedPortMemo();
 // Gives the memory of all entries back.

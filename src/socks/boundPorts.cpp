@@ -42,19 +42,6 @@ bool remember(int fd, std::uint16_t port) {
     return true;
 }
 
-void forgetNewest(int fd) {
-    const CriticalSectionHold hold(criticalSectionSocks);
-    BindedPortMemo** link = &bindedPortList;
-    while (*link != nullptr && (*link)->socket != fd)
-        link = &(*link)->next;
-    BindedPortMemo* const memo = *link;
-    if (memo == nullptr) return;
-    *link = memo->next;
-    memo->socket = 0;
-    memo->port = 0;
-    push(freedBindedPortList, memo);
-}
-
 void freeList(BindedPortMemo*& list) {
     while (list != nullptr) {
         BindedPortMemo* const memo = list;
@@ -69,8 +56,21 @@ void createBindedPortMemo(int fd, std::uint16_t port) {
     if (remember(fd, port)) displayBindedPortMemo();
 }
 
+void forgetNewestBoundPort(int fd) {
+    const CriticalSectionHold hold(criticalSectionSocks);
+    BindedPortMemo** link = &bindedPortList;
+    while (*link != nullptr && (*link)->socket != fd)
+        link = &(*link)->next;
+    BindedPortMemo* const memo = *link;
+    if (memo == nullptr) return;
+    *link = memo->next;
+    memo->socket = 0;
+    memo->port = 0;
+    push(freedBindedPortList, memo);
+}
+
 void freeBindedPortMemo(int fd) {
-    forgetNewest(fd);
+    forgetNewestBoundPort(fd);
     displayBindedPortMemo();
 }
 

@@ -1,0 +1,42 @@
+#include "hooks/PeerAddress.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/applicationMemory.h"
+
+namespace {
+
+bool isReadable(const socklen_t* length) {
+    return readableLength(length, sizeof(*length)) == sizeof(*length);
+}
+
+}  // namespace
+
+PeerAddress::PeerAddress(struct sockaddr* address, socklen_t* length)
+    : area_(address != nullptr ? address : reinterpret_cast<struct sockaddr*>(&ownArea_)),
+      length_(length) {
+    if (length == nullptr) {
+        length_ = &ownLength_;
+    } else if (address == nullptr && (!isReadable(length) || static_cast<int>(*length) < 0)) {
+        // Without an address nobody looks at the length: a bad one is no error.
+        length_ = &ownLength_;
+    } else if (isReadable(length)) {
+        room_ = std::max(*length, smallestLength);
+        if (*length < smallestLength) {
+            length_ = &ownLength_;
+            callersLength_ = length;
+        }
+    }
+}
+
+int PeerAddress::currentLength() const {
+    return length_ == &ownLength_ || isReadable(length_) ? static_cast<int>(*length_) : 0;
+}
+
+sockaddr_storage PeerAddress::contents() const {
+    sockaddr_storage copy{};
+    const std::size_t wanted = std::min<std::size_t>(room_, sizeof(copy));
+    std::memcpy(&copy, area_, readableLength(area_, wanted));
+    return copy;
+}
