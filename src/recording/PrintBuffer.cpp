@@ -1,10 +1,10 @@
 #include "recording/PrintBuffer.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 
+#include "recording/bufferMemory.h"
 #include "recording/escaping.h"
 
 namespace {
@@ -48,8 +48,7 @@ char* writeDigits(char* end, Unsigned value) {
 
 }  // namespace
 
-PrintBuffer::PrintBuffer()
-    : buffer(static_cast<char*>(std::malloc(growthStep))), capacity(growthStep), used(0) {
+PrintBuffer::PrintBuffer() : buffer(allocateBuffer(growthStep)), capacity(growthStep), used(0) {
     if (buffer == nullptr) {
         capacity = 0;
     } else {
@@ -58,12 +57,12 @@ PrintBuffer::PrintBuffer()
 }
 
 PrintBuffer::~PrintBuffer() {
-    std::free(buffer);
+    releaseBuffer(buffer, capacity);
     buffer = nullptr;
 }
 
 void PrintBuffer::giveUp() {
-    std::free(buffer);
+    releaseBuffer(buffer, capacity);
     buffer = nullptr;
     capacity = 0;
     used = 0;
@@ -73,13 +72,14 @@ void PrintBuffer::expand(unsigned long count) {
     if (buffer == nullptr) return;
     const unsigned long need = used + count + slack;
     if (need < capacity) return;
-    capacity = need / growthStep * growthStep + growthStep;
-    auto* const grown = static_cast<char*>(std::malloc(capacity));
+    const unsigned long grownCapacity = need / growthStep * growthStep + growthStep;
+    char* const grown = allocateBuffer(grownCapacity);
     if (grown == nullptr) return giveUp();
     std::memcpy(grown, buffer, used);
     grown[used] = '\0';
-    std::free(buffer);
+    releaseBuffer(buffer, capacity);
     buffer = grown;
+    capacity = grownCapacity;
 }
 
 void PrintBuffer::append(const char* text, unsigned long count) {

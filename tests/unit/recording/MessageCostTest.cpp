@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <malloc.h>
 #include <sys/uio.h>
 #include <time.h>
 
@@ -70,8 +69,6 @@ class MessageCost : public testing::TestWithParam<Way> {};
 
 // The best of several runs, taken in turns, so that a busy machine slows both down alike.
 TEST_P(MessageCost, GrowsInProportionToThePayload) {
-    // Memory is fresh in every run: the allocator would otherwise keep that of the small payload.
-    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
     std::string small = GetParam().payloadOf(4 * mebibyte);
     std::string large = GetParam().payloadOf(16 * mebibyte);
     double smallCost = std::numeric_limits<double>::max();
