@@ -27,7 +27,8 @@ bool isSigpipePending() {
 }  // namespace
 
 // A SIGPIPE can be pending beforehand only if the application blocks it.
-SignalBlock::SignalBlock() : mask_{}, wasSigpipePending_(false) {
+SignalBlock::SignalBlock() : mask_{}, wasSigpipePending_(false), cancelState_(0) {
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState_);
     const sigset_t blocked = blockedSignals();
     pthread_sigmask(SIG_BLOCK, &blocked, &mask_);
     if (sigismember(&mask_, SIGPIPE) == 1) wasSigpipePending_ = isSigpipePending();
@@ -35,6 +36,7 @@ SignalBlock::SignalBlock() : mask_{}, wasSigpipePending_(false) {
 
 SignalBlock::~SignalBlock() {
     pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+    pthread_setcancelstate(cancelState_, nullptr);
 }
 
 ssize_t SignalBlock::send(int fd, const void* bytes, std::size_t length) const {

@@ -5,9 +5,10 @@
 #include <csignal>
 #include <cstddef>
 
-// Keeps signals from this thread while the agent works on its own account: a handler would find the
-// agent's locks held, and an interrupted call would lose a message. What arises meanwhile comes
-// afterwards. Signals that an instruction raises are left alone.
+// Keeps signals and cancellation from this thread while the agent works on its own account: a
+// handler would find the agent's locks held, an interrupted call would lose a message, and a thread
+// that ended here would take the locks with it. What arises meanwhile comes afterwards. Signals
+// that an instruction raises are left alone.
 class SignalBlock {
 public:
     SignalBlock();
@@ -25,4 +26,5 @@ private:
 
     sigset_t mask_;
     bool wasSigpipePending_;
+    int cancelState_;
 };

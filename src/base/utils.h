@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// --- Symbol look-up (symbolLookup.cpp) -----------------------------------------------------------
+// --- Symbol look-up (symbolLookup.cpp) ---
 
 // The C library's dlsym. `handle` is a library handle, RTLD_NEXT (-1: the next definition after the
 // agent) or RTLD_DEFAULT (0: the global order, where the agent's own exports come first; on the
@@ -36,7 +36,7 @@ GetProcAddressFunction getfGetProcAddress();
 // the library cannot be opened the name is looked up in the default order. Null when not found.
 void* LoadSymbolFromLibrary(const char* path, const char* name);
 
-// --- Clocks (clocks.cpp) -------------------------------------------------------------------------
+// --- Clocks (clocks.cpp) ---
 
 // The recorder core's clock (nanoseconds); null while no recorder core is loaded.
 extern std::atomic<long long (*)()> getCurrentTimePtr;
@@ -53,7 +53,7 @@ long long getElapsedTime(long long start);
 // Nanoseconds since `start`, a value of getTimeStampNs(); -1 when either time is not available.
 long long getElapsedTimeNs(long long start);
 
-// --- Traces (traceWriter.cpp) --------------------------------------------------------------------
+// --- Traces (traceWriter.cpp) ---
 
 enum DebugMessageKind : int {
     TRACE_ERROR = 0,  // failures of the agent's own work
@@ -108,7 +108,7 @@ void cleanCriticalSections();
 // criticalSectionLog held; it is defined beside the debug server's connection (socks/).
 void sendDebugMessage(const char* line);
 
-// --- The log file (logFile.cpp) ------------------------------------------------------------------
+// --- The log file (logFile.cpp) ---
 
 // Reads the debug level and directory from the environment, once, and opens the log file there, its
 // name beginning with `prefix`.
@@ -129,7 +129,7 @@ bool hasLogFile();
 // Appends a whole line to the log file, if it is open. The caller holds criticalSectionLog.
 void writeToLogFile(const char* line, std::size_t length);
 
-// --- Texts (textUtilities.cpp) -------------------------------------------------------------------
+// --- Texts (textUtilities.cpp) ---
 
 // Length of `text` in bytes.
 std::uint32_t Mystrlen(const char* text);

@@ -7,8 +7,7 @@
 #include "recording/RecorderMessage.h"
 #include "registry/ClientServer.h"
 
-// --- Hook bodies (a file each, named after the call)
-// ----------------------------------------------
+// --- Hook bodies (a file each, or one for calls of a kind) ---
 //
 // Each takes and returns what the C library's function does, traces the call, passes it to the real
 // function, and records it if it is one that the recorder wants. The result and errno are those of
@@ -32,7 +31,7 @@ VELTRA_EXPORT struct servent* Mygetservbyport(int port, const char* protocol);
 
 #undef DECLARE_HOOK_BODY
 
-// --- Start-up (startUp.cpp) ----------------------------------------------------------------------
+// --- Start-up (startUp.cpp) ---
 
 // One-time start-up of the whole agent: defined with the entry points (entry/), asked for by
 // whoever comes first. Returns at once when it is running on this thread or done; another thread
@@ -49,7 +48,7 @@ extern std::atomic<int> socketInitialized;
 // Whether data of rerouted sockets is recorded too.
 extern std::atomic<bool> doubleLogSocks;
 
-// Called first thing by socket and connect: the place for start-up work at each call. Empty.
+// Called at the beginning of socket and connect: the place for start-up work at each call. Empty.
 void pre_init_startup();
 
 extern "C" {
@@ -60,7 +59,7 @@ VELTRA_EXPORT void cleanSocketPointers();
 VELTRA_EXPORT int end();
 }
 
-// --- What the hook bodies share ------------------------------------------------------------------
+// --- What the hook bodies share ---
 
 // Appends "family" and, for IPv4 and IPv6, "ip" and "port". The address may be null (an ERROR
 // trace, nothing appended) and must else be large enough for its family.
@@ -73,7 +72,9 @@ enum RecordingDecision : int {
     UDPSOCKET = 2,
     NONINET = 3,
 };
-extern const char* const ImageShouldBeLogged[4];
+extern const char* const ImageShouldBeLogged[4];  // the names in traces
+
+// The RecordingDecision for a socket; a null record gives NONINET.
 int shouldBeLogged(const SOCKETINFO* record);
 
 // Turns the result of SocksConnect into what connect does next. `toReconnect`: whether the real

@@ -26,7 +26,7 @@ void traceNotLogged(int callNumber, int fd) {
 }
 
 // The record stays in the registry.
-void afterFailedClose(SOCKETINFO* record, int callNumber, int fd, int error) {
+void afterFailedClose(const SOCKETINFO* record, int callNumber, int fd, int error) {
     x_disp(TRACE_WARNI, "[%d]closesocket (SOCKET ERROR : %d %s : %s):\tsocket : %lx", callNumber,
            error, getSocketErrorKind(error), getSocketErrorMsg(error), shownSocket(fd));
     displayBindedPortMemo();

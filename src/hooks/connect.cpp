@@ -46,8 +46,7 @@ void recordConnect(const CallNumbers& numbers, const TimeStamps& start, int fd,
     setTimeStampNs(message, start.nanoseconds);
     if (outcome.localport != 0) message.set(RecorderMessageAttribute::localport, outcome.localport);
     if (outcome.loopback != 0) message.set(RecorderMessageAttribute::loopback, outcome.loopback);
-    if (outcome.socksStatus != SOCKS_REFUSED &&
-        socksModeActive.load(std::memory_order_relaxed) != 0) {
+    if (outcome.socksStatus != SOCKS_REFUSED && isSocksModeActive()) {
         message.set(RecorderMessageAttribute::sockserror, outcome.socksError);
     }
     message.set(RecorderMessageAttribute::pid, currentProcessId.load(std::memory_order_relaxed));

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the six stream data hooks share.
+// What the eight data hooks share.
 
 #include <sys/uio.h>
 
@@ -53,8 +53,7 @@ struct MessageBuffers {
 };
 
 // The buffer as a trace shows it: a text up to its zero byte, whatever length was sent. Print it
-// with
-// "%.*s".
+// with "%.*s".
 struct TracedText {
     int length;
     const char* text;

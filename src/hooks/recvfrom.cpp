@@ -1,7 +1,6 @@
 #include "base/traceUtils.h"
 #include "hooks/PeerAddress.h"
 #include "hooks/dataHooks.h"
-#include "recording/AgentInterface.h"
 #include "socks/Socks.h"
 
 namespace {
@@ -53,7 +52,6 @@ ssize_t Myrecvfrom(int fd, void* buf, size_t len, int flags, struct sockaddr* fr
     setReceiveHeader(message, arrival, static_cast<int>(ticket), fd);
     setReceivedData(message, buf, len, result, flags);
     message.set(RecorderMessageAttribute::length, static_cast<int>(result));
-    message.set(RecorderMessageAttribute::returnValue, static_cast<int>(result));
     setPossibleUdp(message, record);
     const sockaddr_storage stored = peer.contents();
     fillMsgWithName(&message, reinterpret_cast<const struct sockaddr*>(&stored));

@@ -1,7 +1,6 @@
 #include "base/applicationMemory.h"
 #include "base/traceUtils.h"
 #include "hooks/dataHooks.h"
-#include "recording/AgentInterface.h"
 #include "socks/Socks.h"
 
 namespace {
@@ -52,7 +51,6 @@ ssize_t Mysendto(int fd, const void* buf, size_t len, int flags, const struct so
     setSendHeader(message, start, ticketValue(numbers), fd);
     setSentData(message, buf, len, result, error.code());
     message.set(RecorderMessageAttribute::length, static_cast<unsigned long>(len));
-    message.set(RecorderMessageAttribute::returnValue, static_cast<int>(result));
     setPossibleUdp(message, record);
     if (tolen >= smallestAddress) fillMsgWithName(&message, AddressCopy(destination, tolen).get());
     sendWithResult(message, result, error.code());

@@ -8,8 +8,7 @@ int shouldBeLogged(const SOCKETINFO* record) {
     const int family = getFamily(record);
     if (family != AF_INET6 && family != AF_INET) return NONINET;
     if (getProtocol(record) == IPPROTO_UDP) return UDPSOCKET;
-    if (socksModeActive.load(std::memory_order_relaxed) != 0 &&
-        !doubleLogSocks.load(std::memory_order_relaxed)) {
+    if (isSocksModeActive() && !doubleLogSocks.load(std::memory_order_relaxed)) {
         return isSocketRerouted(record) != 0 ? SOCKSRECORDED : SHOULDBELOGGED;
     }
     return SHOULDBELOGGED;

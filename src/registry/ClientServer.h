@@ -35,7 +35,7 @@ struct SOCKETINFO {
     SOCKETINFO* previous;                   // in the list of live records: unlinking needs no walk
 };
 
-// --- Record life (socketRecords.cpp) -------------------------------------------------------------
+// --- Record life (socketRecords.cpp) ---
 
 // Creates the registry's locks and empties its lists, once.
 void preInitializeMemo();
@@ -71,8 +71,7 @@ void FinalizeLists();
 template <typename Visit>
 void forEachSocketInfo(Visit&& visit);
 
-// --- Marks and fields (socketMarks.cpp); every one accepts a null record
-// --------------------------
+// --- Marks and fields (socketMarks.cpp); every one accepts a null record ---
 
 int getSocket(const SOCKETINFO* record);    // null: -1
 int getProtocol(const SOCKETINFO* record);  // null: 0
@@ -104,7 +103,7 @@ CriticalSection* createMemoLockedSocket(SOCKETINFO* record);
 CriticalSection* freeMemoLockedSocket(SOCKETINFO* record);
 CriticalSection* isLockedSocket(SOCKETINFO* record);
 
-// --- Rerouted destination (socketMarks.cpp) ------------------------------------------------------
+// --- Rerouted destination (socketMarks.cpp) ---
 
 // Stores the destination (`length` in bytes, cut at 128) and sets the rerouted mark. 1, or -1 for a
 // null record.
@@ -115,7 +114,7 @@ int createSockaddrElem(SOCKETINFO* record, const struct sockaddr* address, int l
 // `error` is set, to 14.
 int getSockaddrValues(SOCKETINFO* record, struct sockaddr* address, socklen_t* length, int* error);
 
-// --- Traces for a socket (socketTraces.cpp) ------------------------------------------------------
+// --- Traces for a socket (socketTraces.cpp) ---
 
 // As x_disp, but silent for unknown sockets and for those of the local family.
 void s_disp(int socket, DebugMessageKind kind, const char* format, ...)
@@ -128,8 +127,7 @@ void vsi_disp(const SOCKETINFO* record, DebugMessageKind kind, const char* forma
 // True when si_disp would write a line of this kind for the record.
 bool isTraceWrittenFor(const SOCKETINFO* record, DebugMessageKind kind);
 
-// --- Displays: INFO traces for diagnostics (socketDisplays.cpp)
-// -----------------------------------
+// --- Displays: INFO traces for diagnostics (socketDisplays.cpp) ---
 
 void displayOpenedSocket(const SOCKETINFO* record);
 void displayAllOpenedSocket();

@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/socksMode.h"
 #include "registry/ClientServer.h"
 #include "registry/registryState.h"
 
@@ -20,10 +21,6 @@ void setMark(SOCKETINFO* record, SocketFlag flag) {
 int clearMark(SOCKETINFO* record, SocketFlag flag) {
     if (record == nullptr) return 0;
     return (record->flags.fetch_and(~flag, std::memory_order_relaxed) & flag) != 0 ? 1 : 0;
-}
-
-bool isSocksModeActive() {
-    return socksModeActive.load(std::memory_order_relaxed) != 0;
 }
 
 }  // namespace

@@ -99,12 +99,42 @@ SOCKETINFO* makeLiveRecord(int socket) {
     return record;
 }
 
-// The functions above were called with the list lock held.
-
-SOCKETINFO* findOrMakeLiveRecord(int socket) {
+// What a record stands for changes hands here, in one step: a close that is still going on
+// elsewhere then finds that the number is no longer its own.
+SOCKETINFO* claimLiveRecord(int socket, bool withCleanMarks) {
     const CriticalSectionHold hold(criticalSectionSocketInfoList);
-    SOCKETINFO* const record = findLiveRecord(socket);
-    return record != nullptr ? record : makeLiveRecord(socket);
+    SOCKETINFO* record = findLiveRecord(socket);
+    if (record == nullptr) record = makeLiveRecord(socket);
+    if (record == nullptr) return nullptr;
+    if (withCleanMarks) clearMarks(record);
+    record->generation.fetch_add(1, std::memory_order_relaxed);
+    return record;
+}
+
+void setFields(SOCKETINFO* record, int family, int type, int nonBlocking, int protocol) {
+    const CriticalSectionHold hold(criticalSectionSocketInfoData);
+    record->type.store(type, std::memory_order_relaxed);
+    record->protocol.store(protocol, std::memory_order_relaxed);
+    record->family.store(family, std::memory_order_relaxed);
+    record->destinationLength = 0;
+    if (nonBlocking != 0) {
+        record->flags.fetch_or(SOCKET_NON_BLOCKING, std::memory_order_relaxed);
+    } else {
+        record->flags.fetch_and(~SOCKET_NON_BLOCKING, std::memory_order_relaxed);
+    }
+}
+
+SOCKETINFO* makeSocketInfo(int socket, int family, int type, int nonBlocking, int protocol,
+                           bool withCleanMarks) {
+    if (socket == 0) return nullptr;
+    preInitializeMemo();
+    SOCKETINFO* const record = claimLiveRecord(socket, withCleanMarks);
+    if (record == nullptr) {
+        x_disp(TRACE_ERROR, "malloc error in createMemoOpenedSocket");
+        return nullptr;
+    }
+    setFields(record, family, type, nonBlocking, protocol);
+    return record;
 }
 
 }  // namespace
@@ -116,25 +146,11 @@ void preInitializeMemo() {
 }
 
 SOCKETINFO* createSocketInfo(int socket, int family, int type, int nonBlocking, int protocol) {
-    if (socket == 0) return nullptr;
-    preInitializeMemo();
-    SOCKETINFO* const record = findOrMakeLiveRecord(socket);
-    if (record == nullptr) {
-        x_disp(TRACE_ERROR, "malloc error in createMemoOpenedSocket");
-        return nullptr;
-    }
-    record->generation.fetch_add(1, std::memory_order_relaxed);
-    const CriticalSectionHold hold(criticalSectionSocketInfoData);
-    record->type.store(type, std::memory_order_relaxed);
-    record->protocol.store(protocol, std::memory_order_relaxed);
-    record->family.store(family, std::memory_order_relaxed);
-    record->destinationLength = 0;
-    if (nonBlocking != 0) {
-        record->flags.fetch_or(SOCKET_NON_BLOCKING, std::memory_order_relaxed);
-    } else {
-        record->flags.fetch_and(~SOCKET_NON_BLOCKING, std::memory_order_relaxed);
-    }
-    return record;
+    return makeSocketInfo(socket, family, type, nonBlocking, protocol, false);
+}
+
+SOCKETINFO* registerNewSocket(int socket, int family, int type, int nonBlocking, int protocol) {
+    return makeSocketInfo(socket, family, type, nonBlocking, protocol, true);
 }
 
 SOCKETINFO* getSocketInfo(int socket) {
@@ -167,12 +183,6 @@ void releaseClosedSocket(SOCKETINFO* record, int socket, std::uint32_t generatio
     clearMarks(record);
     unlinkLiveRecord(record, socket);
     pushReleasedRecord(record);
-}
-
-SOCKETINFO* registerNewSocket(int socket, int family, int type, int nonBlocking, int protocol) {
-    SOCKETINFO* const stale = getSocketInfo(socket);
-    if (stale != nullptr) clearMarks(stale);
-    return createSocketInfo(socket, family, type, nonBlocking, protocol);
 }
 
 void cleanSocketInfo() {

@@ -12,12 +12,11 @@
 
 #include "base/CriticalSection.h"
 #include "base/export.h"
+#include "base/socksMode.h"
 #include "registry/ClientServer.h"
 
-// --- Settings (socksSettings.cpp): written at start-up, read without locks afterwards
-// -------------
+// --- Settings (socksSettings.cpp): written at start-up, read without locks afterwards ---
 
-VELTRA_EXPORT extern std::atomic<int> socksModeActive;   // 1 when a SOCKS server is configured
 VELTRA_EXPORT extern std::atomic<int> socksDisplayMode;  // 1 when moreover tracing is on
 extern std::atomic<int> connectMaxTimeout;  // seconds to wait for the SOCKS server or debug server
 extern const char* socksIpv4Val;  // the servers' addresses as the environment holds them, or null
@@ -35,7 +34,7 @@ void initializeSocksParam();
 void InitializeSocks();
 void FinalizeSocks();
 
-// --- Server and local addresses (localAddresses.cpp) ---------------------------------------------
+// --- Server and local addresses (localAddresses.cpp) ---
 
 extern sockaddr_in serverIPV4;  // the SOCKS servers; zero when not configured
 extern sockaddr_in6 serverIPV6;
@@ -55,7 +54,7 @@ bool isBindedLocalHost(int fd, const struct sockaddr* address, socklen_t length)
 // cannot tell. Keeps errno.
 bool isStreamSocket(int fd, int family);
 
-// --- Bound ports (boundPorts.cpp) ----------------------------------------------------------------
+// --- Bound ports (boundPorts.cpp) ---
 
 // Remembers that `fd` was bound to `port` (host order).
 void createBindedPortMemo(int fd, std::uint16_t port);
@@ -73,7 +72,7 @@ bool isPortBound(std::uint16_t port);
 // the error is EAGAIN). May change errno.
 int getLocalPort(int fd, int family);
 
-// --- Connection lock (connectionLock.cpp): nothing at all when SOCKS mode is off -----------------
+// --- Connection lock (connectionLock.cpp): nothing at all when SOCKS mode is off ---
 
 // Keep other threads' data calls on the socket waiting while its connect is rerouted.
 void lock_connection(SOCKETINFO* record, int callNumber);
@@ -81,7 +80,7 @@ void unlock_connection(SOCKETINFO* record, int callNumber);
 // Waits until no rerouted connect is going on on the socket.
 void waitConnectionDone(SOCKETINFO* record, int callNumber);
 
-// --- Rerouting (socksConnect.cpp) ----------------------------------------------------------------
+// --- Rerouting (socksConnect.cpp) ---
 
 enum SocksStatus : int {
     SOCKS_SERVER_UNREACHABLE = -1,
@@ -97,7 +96,7 @@ enum SocksStatus : int {
 int SocksConnect(SOCKETINFO* record, const struct sockaddr* address, socklen_t length,
                  int& socksError);
 
-// --- Debug server (debugServer.cpp) --------------------------------------------------------------
+// --- Debug server (debugServer.cpp) ---
 
 VELTRA_EXPORT extern int debugSocket;  // the connection; -1: none
 VELTRA_EXPORT extern const char*

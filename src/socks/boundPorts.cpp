@@ -74,7 +74,8 @@ void freeBindedPortMemo(int fd) {
     displayBindedPortMemo();
 }
 
-// The lock is dropped around each line; entries stay valid memory, so the walk can go on.
+// The lock is dropped around the line of each entry; entries stay valid memory, so the walk can go
+// on.
 void displayBindedPortMemo() {
     if (!isTraceWritten(TRACE_INFO)) return;
     StartCriticalSectionBase(&criticalSectionSocks);

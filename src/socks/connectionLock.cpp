@@ -2,10 +2,6 @@
 
 namespace {
 
-bool isSocksModeOff() {
-    return socksModeActive.load(std::memory_order_relaxed) == 0;
-}
-
 void traceNoLock(int callNumber, int fd) {
     x_disp(TRACE_ERROR, "[%d]** LOCK NULL (socket : %x) **", callNumber, static_cast<unsigned>(fd));
 }
@@ -14,7 +10,7 @@ void traceNoLock(int callNumber, int fd) {
 
 void lock_connection(SOCKETINFO* record, int callNumber) {
     const int fd = getSocket(record);
-    if (fd == -1 || isSocksModeOff()) return;
+    if (fd == -1 || !isSocksModeActive()) return;
     x_disp(TRACE_INFO, "[%d]** locking socket : %x **", callNumber, static_cast<unsigned>(fd));
     CriticalSection* const lock = createMemoLockedSocket(record);
     if (lock == nullptr) return traceNoLock(callNumber, fd);
@@ -23,7 +19,7 @@ void lock_connection(SOCKETINFO* record, int callNumber) {
 
 void unlock_connection(SOCKETINFO* record, int callNumber) {
     const int fd = getSocket(record);
-    if (fd == -1 || isSocksModeOff()) return;
+    if (fd == -1 || !isSocksModeActive()) return;
     x_disp(TRACE_INFO, "[%d]** unlocking socket : %x **", callNumber, static_cast<unsigned>(fd));
     CriticalSection* const lock = freeMemoLockedSocket(record);
     if (lock == nullptr) return traceNoLock(callNumber, fd);
@@ -31,7 +27,7 @@ void unlock_connection(SOCKETINFO* record, int callNumber) {
 }
 
 void waitConnectionDone(SOCKETINFO* record, int callNumber) {
-    if (isSocksModeOff()) return;
+    if (!isSocksModeActive()) return;
     CriticalSection* const lock = isLockedSocket(record);
     if (lock == nullptr) return;
     const auto fd = static_cast<unsigned>(getSocket(record));

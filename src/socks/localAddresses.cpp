@@ -94,7 +94,7 @@ void initializeStartup() {
     if (claimOneTimePart()) {
         x_disp(TRACE_INFO, "===> WSAStartup : starting to resolve local addresses");
         resolveLocalAdresses();
-        if (socksModeActive.load(std::memory_order_relaxed) != 0) {
+        if (isSocksModeActive()) {
             x_disp(TRACE_INFO, "===> retrieving socks server info");
             prepareIpv4Server();
             prepareIpv6Server();

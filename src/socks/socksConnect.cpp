@@ -199,16 +199,18 @@ int SocksConnect(SOCKETINFO* record, const struct sockaddr* address, socklen_t l
         x_disp(TRACE_INFO, "socks mode inactived (local loop)");
         return SOCKS_LOCAL_LOOP;
     }
-    if (socksModeActive.load(std::memory_order_relaxed) == 0) return SOCKS_NOT_APPLICABLE;
+    if (!isSocksModeActive()) return SOCKS_NOT_APPLICABLE;
     const int family = address == nullptr ? AF_UNSPEC : address->sa_family;
     if (!isStreamSocket(fd, family)) return SOCKS_NOT_APPLICABLE;
     const int handShake = socksHandShake(fd, socksError, family);
     if (handShake != SOCKS_CONNECTED) return handShakeFailure(handShake);
     const int status = requestConnection(fd, address, socksError);
     if (status != SOCKS_CONNECTED) return status;
+    const int leftBehind = True_WSAGetLastError();
     x_disp(TRACE_INFO, "*******************************");
     x_disp(TRACE_INFO, "** socks request successfull **");
     x_disp(TRACE_INFO, "*******************************");
     createSockaddrElem(record, address, static_cast<int>(length));
+    True_WSASetLastError(leftBehind);
     return SOCKS_CONNECTED;
 }

@@ -161,7 +161,7 @@ int negotiate(int fd, int& socksError) {
 }  // namespace
 
 int socksHandShake(int fd, int& socksError, int family) {
-    if (socksModeActive.load(std::memory_order_relaxed) == 0) return SOCKS_NOT_APPLICABLE;
+    if (!isSocksModeActive()) return SOCKS_NOT_APPLICABLE;
     const int callersErrno = True_WSAGetLastError();
     socksError = 0;
     traceStart();

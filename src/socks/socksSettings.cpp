@@ -2,7 +2,6 @@
 
 #include "socks/Socks.h"
 
-constinit std::atomic<int> socksModeActive{0};
 constinit std::atomic<int> socksDisplayMode{0};
 constinit std::atomic<int> connectMaxTimeout{10};
 constinit const char* socksIpv4Val = nullptr;

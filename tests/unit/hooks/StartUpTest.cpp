@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "base/heapObject.h"
 #include "entry/sockentry.h"
 #include "hooks/HookSocket.h"
 #include "recording/AgentInterface.h"
@@ -37,6 +38,7 @@ TEST(StartUp, RunsItsSecondStageAgainAfterItWasCleaned) {
     initializeSocketPointers();
     EXPECT_EQ(socketInitialized, 1);
     EXPECT_NE(getAgentInterface(), first);
+    destroyOnHeap(first);  // which the agent leaves behind
 }
 
 TEST(StartUp, ResolvesTheRealFunctionsAndTheErrorShims) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "base/socksMode.h"
 #include "registry/ClientServer.h"
 #include "registry/registryState.h"
 

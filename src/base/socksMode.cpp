@@ -1,0 +1,3 @@
+#include "base/socksMode.h"
+
+constinit std::atomic<int> socksModeActive{0};
