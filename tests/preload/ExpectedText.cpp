@@ -6,17 +6,12 @@
 
 namespace veltra::testing {
 
-namespace {
-
-// What follows the expected beginning; the test fails when the beginning is another.
 Lines rest(const Lines& lines, const Lines& beginning) {
     const std::size_t length = std::min(lines.size(), beginning.size());
     const auto middle = lines.begin() + static_cast<std::ptrdiff_t>(length);
     EXPECT_EQ(Lines(lines.begin(), middle), beginning);
     return Lines(middle, lines.end());
 }
-
-}  // namespace
 
 Lines joined(std::initializer_list<Lines> parts) {
     Lines all;

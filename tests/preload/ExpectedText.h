@@ -15,6 +15,9 @@ using Lines = std::vector<std::string>;
 // The parts one after the other.
 Lines joined(std::initializer_list<Lines> parts);
 
+// What follows the expected beginning; the test fails when the beginning is another.
+Lines rest(const Lines& lines, const Lines& beginning);
+
 // What to run: the probe's name, the scenario in it, and the library of scripted answers behind it.
 ProbeSettings probe(const std::string& name, const std::string& scenario);
 

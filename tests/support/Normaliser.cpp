@@ -125,6 +125,7 @@ std::string Normaliser::traceLine(const std::string& text) const {
     static const std::regex port("port (: )?(\\d+)$");
     static const std::regex address("0x([0-9A-F]{8})(?![0-9A-Fa-f])");
     static const std::regex acceptArguments("addrlen (-?\\d+), addr = \\(0x([0-9a-f]+)\\)");
+    static const std::regex argument("=>(0x)?0x([1-9a-f][0-9a-f]*)");
     static const std::regex lookedUp("=> ([1-9a-f][0-9a-f]{7,15})$");
 
     std::string line = text;
@@ -143,6 +144,10 @@ std::string Normaliser::traceLine(const std::string& text) const {
         const auto length = static_cast<std::uint32_t>(std::stoi(match[1]));
         return "addrlen " + addressName(length, "OWN") + ", addr = (0x" +
                addressName(std::stoul(match[2], nullptr, 16), "OWN") + ")";
+    });
+    line = replaceEach(line, argument, [this](const std::smatch& match) {
+        const unsigned long lowHalf = std::stoul(match[2], nullptr, 16) & 0xFFFFFFFF;
+        return "=>" + match[1].str() + "0x" + addressName(lowHalf, match[2]);
     });
     line = replaceEach(line, address, [this](const std::smatch& match) {
         return "0x" + addressName(std::stoul(match[1], nullptr, 16), match[1]);

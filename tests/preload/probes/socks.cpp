@@ -1,0 +1,149 @@
+// Connects that are rerouted through a SOCKS server, and what follows on their sockets.
+
+#include <sched.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "Peer.h"
+
+using probe::report;
+
+namespace {
+
+int open() {
+    return probe::reportDescriptor("socket", [] { return socket(AF_INET, SOCK_STREAM, 0); });
+}
+
+// Static, because its address shows in the trace.
+const sockaddr_in& destination() {
+    static const sockaddr_in address = probe::ipv4("10.1.2.3", 80);
+    probe::tellAddress("DESTINATION", &address);
+    return address;
+}
+
+int connectToDestination() {
+    const sockaddr_in& address = destination();
+    const int client = open();
+    report("connect", [&] { return connect(client, probe::generic(address), sizeof(address)); });
+    probe::tellPort("LOCAL", peer::portOf(client));
+    return client;
+}
+
+void closeIt(int client) {
+    report("close", [=] { return close(client); });
+}
+
+void connectAndClose() {
+    closeIt(connectToDestination());
+}
+
+void exchange() {
+    const int client = connectToDestination();
+    const char* const ping = "ping";
+    probe::tellAddress("SENT", ping);
+    report("send", [=] { return send(client, ping, 4, 0); });
+    char answer[5] = "";
+    probe::tellAddress("RECEIVED", answer);
+    report("recv", [&] { return recv(client, answer, 4, MSG_WAITALL); });
+    std::printf("answer: %s\n", answer);
+    closeIt(client);
+}
+
+// Asks for the peer with this many bytes of room.
+void reportPeer(int client, socklen_t length) {
+    sockaddr_in6 address;
+    std::memset(&address, 0xEE, sizeof(address));
+    report("getpeername", [&] { return getpeername(client, probe::generic(address), &length); });
+    const auto& ipv4 = reinterpret_cast<const sockaddr_in&>(address);
+    std::printf("peer: %u %d %08x %04x\n", unsigned{length}, int{ipv4.sin_family},
+                ntohl(ipv4.sin_addr.s_addr), unsigned{ntohs(ipv4.sin_port)});
+}
+
+void askForThePeer() {
+    const int client = connectToDestination();
+    reportPeer(client, 16);
+    reportPeer(client, 28);
+    reportPeer(client, 15);
+    reportPeer(client, 0);
+    socklen_t length = 16;
+    report("getpeername", [&] { return getpeername(client, nullptr, &length); });
+    sockaddr_in address{};
+    report("getpeername", [&] { return getpeername(client, probe::generic(address), nullptr); });
+}
+
+// Waits for the bytes and returns them.
+std::string received(int connection, std::size_t count) {
+    std::string bytes(count, '.');
+    syscall(SYS_recvfrom, connection, bytes.data(), count, MSG_WAITALL, nullptr, nullptr);
+    return bytes;
+}
+
+bool isAsleep(pid_t thread) {
+    const std::string file = "/proc/self/task/" + std::to_string(thread) + "/stat";
+    char text[256] = "";
+    const long stat = syscall(SYS_openat, AT_FDCWD, file.c_str(), O_RDONLY);
+    syscall(SYS_read, stat, text, sizeof(text) - 1);
+    syscall(SYS_close, stat);
+    const char* const state = std::strrchr(text, ')');
+    return state != nullptr && state[2] == 'S';
+}
+
+void waitUntilAsleep(pid_t thread) {
+    while (!isAsleep(thread))
+        sched_yield();
+}
+
+// The first thread connects, another sends while the server, which is in this process, keeps it
+// waiting.
+void sendDuringConnect() {
+    const int listener = peer::listening(probe::ipv4("127.0.0.1", 0));
+    const std::string port = std::to_string(peer::portOf(listener));
+    probe::tellPort("SERVER", peer::portOf(listener));
+    // In time: the agent reads it with the first call of its own.
+    setenv("VELTRA_SOCKET_AGENT_SOCKS_PORT_NUMBER_IPV4", port.c_str(), 1);
+    const sockaddr_in& address = destination();
+    const char* const text = "late";
+    probe::tellAddress("SENT", text);
+    const int client = open();
+    ssize_t sent = 0;
+    std::atomic<pid_t> senderId{0};
+    std::string first;
+    std::string afterwards;
+    std::thread server([&] {
+        const int connection = peer::accepted(listener);
+        first = received(connection, 3);
+        waitUntilAsleep(getpid());
+        std::thread sender([&] {
+            senderId.store(gettid());
+            sent = send(client, text, 4, 0);
+        });
+        while (senderId.load() == 0)
+            sched_yield();
+        waitUntilAsleep(senderId.load());
+        peer::send(connection, "\5\0", 2);
+        first += received(connection, 10);
+        peer::send(connection, "\5\0\0\1\0\0\0\0\0\0", 10);
+        sender.join();
+        afterwards = received(connection, 4);
+    });
+    report("connect", [&] { return connect(client, probe::generic(address), sizeof(address)); });
+    probe::tellPort("LOCAL", peer::portOf(client));
+    server.join();
+    std::printf("sent: %ld\narrived:", static_cast<long>(sent));
+    for (const char byte : first)
+        std::printf(" %02x", static_cast<unsigned char>(byte));
+    std::printf(" %s\n", afterwards.c_str());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    return probe::runScenario(argc, argv,
+                              {{"connect", connectAndClose},
+                               {"exchange", exchange},
+                               {"peer", askForThePeer},
+                               {"send-during-connect", sendDuringConnect}});
+}
