@@ -31,7 +31,7 @@ ssize_t Mysendto(int fd, const void* buf, size_t len, int flags, const struct so
     const CallNumbers numbers;
     // The real call never gets a null address: established, though a connected datagram socket then
     // answers that the address is too short.
-    const sockaddr_in6 noAddress{};
+    const sockaddr_storage noAddress{};
     const auto* const destination =
         to != nullptr ? to : reinterpret_cast<const struct sockaddr*>(&noAddress);
     SOCKETINFO* const record = getSocketInfo(fd);
