@@ -16,12 +16,12 @@ bool isReadable(const socklen_t* length) {
 PeerAddress::PeerAddress(struct sockaddr* address, socklen_t* length)
     : area_(address != nullptr ? address : reinterpret_cast<struct sockaddr*>(&ownArea_)),
       length_(length) {
-    if (length == nullptr) {
+    const bool canBeRead = isReadable(length);
+    // Without an address nobody looks at the length: a bad one is no error.
+    const bool isBad = !canBeRead || static_cast<int>(*length) < 0;
+    if (length == nullptr || (address == nullptr && isBad)) {
         length_ = &ownLength_;
-    } else if (address == nullptr && (!isReadable(length) || static_cast<int>(*length) < 0)) {
-        // Without an address nobody looks at the length: a bad one is no error.
-        length_ = &ownLength_;
-    } else if (isReadable(length)) {
+    } else if (canBeRead) {
         room_ = std::max(*length, smallestLength);
         if (*length < smallestLength) {
             length_ = &ownLength_;

@@ -199,8 +199,8 @@ int SocksConnect(SOCKETINFO* record, const struct sockaddr* address, socklen_t l
         x_disp(TRACE_INFO, "socks mode inactived (local loop)");
         return SOCKS_LOCAL_LOOP;
     }
-    if (!isSocksModeActive()) return SOCKS_NOT_APPLICABLE;
-    const int family = address == nullptr ? AF_UNSPEC : address->sa_family;
+    if (!isSocksModeActive() || address == nullptr) return SOCKS_NOT_APPLICABLE;
+    const int family = address->sa_family;
     if (!isStreamSocket(fd, family)) return SOCKS_NOT_APPLICABLE;
     const int handShake = socksHandShake(fd, socksError, family);
     if (handShake != SOCKS_CONNECTED) return handShakeFailure(handShake);
