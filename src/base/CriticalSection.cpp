@@ -16,6 +16,17 @@ int StartCriticalSectionBase(CriticalSection* section) {
     return pthread_mutex_lock(section);
 }
 
+timespec deadlineIn(int seconds) {
+    timespec deadline;
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += seconds;
+    return deadline;
+}
+
+bool StartCriticalSectionUntil(CriticalSection* section, const timespec& deadline) {
+    return pthread_mutex_clocklock(section, CLOCK_MONOTONIC, &deadline) == 0;
+}
+
 int EndCriticalSectionBase(CriticalSection* section) {
     return pthread_mutex_unlock(section);
 }

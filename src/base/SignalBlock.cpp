@@ -7,54 +7,62 @@
 
 #include "base/realFunctions.h"
 
-namespace {
+constinit thread_local int signalBlockDepth = 0;
 
-sigset_t blockedSignals() {
-    sigset_t set;
-    sigfillset(&set);
-    for (const int raisedByInstruction :
-         {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
-        sigdelset(&set, raisedByInstruction);
-    }
-    return set;
-}
+namespace {
 
 bool isSigpipePending() {
     sigset_t pending;
     return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
 }
 
-}  // namespace
-
-// A SIGPIPE can be pending beforehand only if the application blocks it.
-SignalBlock::SignalBlock() : mask_{}, wasSigpipePending_(false), cancelState_(0) {
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState_);
-    const sigset_t blocked = blockedSignals();
-    pthread_sigmask(SIG_BLOCK, &blocked, &mask_);
-    if (sigismember(&mask_, SIGPIPE) == 1) wasSigpipePending_ = isSigpipePending();
-}
-
-SignalBlock::~SignalBlock() {
-    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
-    pthread_setcancelstate(cancelState_, nullptr);
-}
-
-ssize_t SignalBlock::send(int fd, const void* bytes, std::size_t length) const {
-    const ssize_t result = True_send(fd, bytes, length, 0);
-    if (result == -1 && errno == EPIPE) {
-        takeSigpipeBack();
-        errno = EPIPE;
-    }
-    return result;
-}
-
 // The system hands out a thread's own signal before one of the whole process, so what is taken is
 // the thread's. Where none is left although one was pending before, that was the thread's too.
-void SignalBlock::takeSigpipeBack() const {
+void takeSigpipeBack(bool wasPending) {
     sigset_t sigpipe;
     sigemptyset(&sigpipe);
     sigaddset(&sigpipe, SIGPIPE);
     const timespec noWait = {0, 0};
     sigtimedwait(&sigpipe, nullptr, &noWait);
-    if (wasSigpipePending_ && !isSigpipePending()) pthread_kill(pthread_self(), SIGPIPE);
+    if (wasPending && !isSigpipePending()) pthread_kill(pthread_self(), SIGPIPE);
+}
+
+}  // namespace
+
+sigset_t blockSignals() {
+    sigset_t blocked;
+    sigfillset(&blocked);
+    for (const int raisedByInstruction :
+         {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) {
+        sigdelset(&blocked, raisedByInstruction);
+    }
+    sigset_t previous{};
+    pthread_sigmask(SIG_BLOCK, &blocked, &previous);
+    return previous;
+}
+
+// A handler that comes before the block is in place still finds no lock held.
+SignalBlock::SignalBlock() : mask_{}, cancelState_(0) {
+    if (signalBlockDepth == 0) {
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState_);
+        mask_ = blockSignals();
+    }
+    ++signalBlockDepth;
+}
+
+SignalBlock::~SignalBlock() {
+    if (--signalBlockDepth != 0) return;
+    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+    pthread_setcancelstate(cancelState_, nullptr);
+}
+
+ssize_t SignalBlock::send(int fd, const void* bytes, std::size_t length) {
+    const SignalBlock signals;
+    const bool wasPending = isSigpipePending();
+    const ssize_t result = True_send(fd, bytes, length, 0);
+    if (result == -1 && errno == EPIPE) {
+        takeSigpipeBack(wasPending);
+        errno = EPIPE;
+    }
+    return result;
 }

@@ -5,10 +5,19 @@
 #include <csignal>
 #include <cstddef>
 
+// Blocks all signals but those that an instruction raises, for this thread. Returns the mask to put
+// back with pthread_sigmask.
+sigset_t blockSignals();
+
+// How many SignalBlocks this thread is inside. An entry point that is reached meanwhile (by the
+// handler of a signal that an instruction raised, by an allocator, at a fork) goes straight to the
+// real function: the thread may hold any of the agent's locks.
+extern constinit thread_local int signalBlockDepth;
+
 // Keeps signals and cancellation from this thread while the agent works on its own account: a
 // handler would find the agent's locks held, an interrupted call would lose a message, and a thread
 // that ended here would take the locks with it. What arises meanwhile comes afterwards. Signals
-// that an instruction raises are left alone.
+// that an instruction raises are left alone. Inside another one it costs nothing.
 class SignalBlock {
 public:
     SignalBlock();
@@ -19,12 +28,9 @@ public:
     // The real send, without flags. One that finds its connection broken raises no SIGPIPE in the
     // application: the signal is taken back, unless one was pending before. Returns what send
     // returns, with errno.
-    ssize_t send(int fd, const void* bytes, std::size_t length) const;
+    static ssize_t send(int fd, const void* bytes, std::size_t length);
 
 private:
-    void takeSigpipeBack() const;
-
     sigset_t mask_;
-    bool wasSigpipePending_;
     int cancelState_;
 };

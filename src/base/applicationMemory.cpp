@@ -1,5 +1,6 @@
 #include "base/applicationMemory.h"
 
+#include <linux/futex.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -25,6 +26,18 @@ bool isPageReadable(std::uintptr_t page) {
     return readable;
 }
 
+// A wake-up of nobody, whose operation on the aligned word (or with 0) writes what is there.
+bool isWordWritable(std::uintptr_t word) {
+    constexpr unsigned orWithZero = FUTEX_OP(FUTEX_OP_OR, 0, FUTEX_OP_CMP_EQ, 0);
+    std::uint32_t own = 0;
+    const int saved = errno;
+    const bool isDone =
+        syscall(SYS_futex, &own, FUTEX_WAKE_OP_PRIVATE, 0, nullptr, word, orWithZero) != -1;
+    const bool isFault = !isDone && errno == EFAULT;
+    errno = saved;
+    return !isFault;
+}
+
 constexpr std::uintptr_t pageOf(std::uintptr_t address) {
     return address & ~(pageSize - 1);
 }
@@ -39,6 +52,17 @@ std::size_t readableLength(const void* start, std::size_t length) {
         if (!isPageReadable(page)) return page <= first ? 0 : page - first;
         if (page == pageOf(last)) return last - first + 1;
     }
+}
+
+bool isWritable(void* start, std::size_t size) {
+    const auto first = reinterpret_cast<std::uintptr_t>(start);
+    if (first == 0 || readableLength(start, size) != size) return false;
+    for (std::uintptr_t page = pageOf(first); page < first + size; page += pageSize) {
+        constexpr std::uintptr_t wordSize = sizeof(std::uint32_t);
+        const std::uintptr_t word = std::max(page, first & ~(wordSize - 1));
+        if (!isWordWritable(word)) return false;
+    }
+    return true;
 }
 
 std::size_t readableTextLength(const char* text) {

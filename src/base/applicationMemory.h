@@ -11,6 +11,9 @@
 // How many of the `length` bytes from `start` on can be read, without a gap. 0 for a null pointer.
 std::size_t readableLength(const void* start, std::size_t length);
 
+// True when all `size` bytes from `start` on can be written. They stay as they are.
+bool isWritable(void* start, std::size_t size);
+
 // The length of the text, up to its first zero byte or to where memory can no longer be read.
 // 0 for a null pointer.
 std::size_t readableTextLength(const char* text);

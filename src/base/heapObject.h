@@ -1,16 +1,17 @@
 #pragma once
 
-#include <cstdlib>
 #include <new>
 #include <utility>
 
-// Objects on the heap, for a library that has neither exceptions nor the C++ runtime's allocator
-// (which would run code when the library is loaded).
+#include "base/agentMemory.h"
+
+// Objects in the agent's own memory, for a library that has neither exceptions nor the C++
+// runtime's allocator (which would run code when the library is loaded).
 
 // A new object, or null when memory is short.
 template <typename Object, typename... Arguments>
 Object* makeOnHeap(Arguments&&... arguments) {
-    void* const memory = std::malloc(sizeof(Object));
+    void* const memory = allocateMemory(sizeof(Object));
     return memory == nullptr ? nullptr : new (memory) Object(std::forward<Arguments>(arguments)...);
 }
 
@@ -19,5 +20,5 @@ template <typename Object>
 void destroyOnHeap(Object* object) {
     if (object == nullptr) return;
     object->~Object();
-    std::free(object);
+    releaseMemory(object, sizeof(Object));
 }

@@ -1,3 +1,4 @@
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -7,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/logStream.h"
 #include "base/utils.h"
 
 namespace {
@@ -32,7 +34,7 @@ void writeHeader(const char* fileName, const char* directory) {
                  IMAGE_DEBUG[TRACE_INFO], getDebugLvl(), directory, fileName,
                  currentProcessId.load(std::memory_order_relaxed));
     const int written = std::clamp(length, 0, internal_buffer_display_size - 1);
-    std::fwrite(internal_buffer_display, 1, static_cast<std::size_t>(written), hLogFile);
+    writeLogLine(hLogFile, internal_buffer_display, static_cast<std::size_t>(written));
 }
 
 // Opens the log file in `directory`, which is created if it is missing. False when memory is short.
@@ -73,7 +75,7 @@ void set_file_display(const char* fileName, const char* directory) {
     if (fileName == nullptr) return;
     char* const copy = strdup(fileName);
     if (copy == nullptr) return;
-    hLogFile = std::fopen(fileName, "we");
+    hLogFile = openLogStream(fileName);
     writeHeader(fileName, directory);
     // Last, because the name opens the gate for other threads' lines.
     debugFileNameFlush.store(copy, std::memory_order_release);
@@ -99,5 +101,9 @@ bool hasLogFile() {
 }
 
 void writeToLogFile(const char* line, std::size_t length) {
-    if (hasLogFile() && hLogFile != nullptr) std::fwrite(line, 1, length, hLogFile);
+    if (hasLogFile() && hLogFile != nullptr) writeLogLine(hLogFile, line, length);
+}
+
+void dropUnwrittenLines() {
+    if (hLogFile != nullptr) __fpurge(hLogFile);
 }

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 
 #include "base/CriticalSection.h"
+#include "base/agentMemory.h"
 #include "base/utils.h"
 
 const char* const IMAGE_DEBUG[10] = {"ERROR", "INFO ", "HOOK ", "CALL ", "RET  ",
@@ -40,29 +40,28 @@ int formatBehind(int prefix, int reserve, const char* format, va_list arguments)
     return length < 0 || length > longestLine ? -1 : prefix + length;
 }
 
+void freeBuffer() {
+    releaseMemory(internal_buffer_display, static_cast<std::size_t>(internal_buffer_display_size));
+    internal_buffer_display = nullptr;
+}
+
+// In place of what there was. False, with no buffer, when memory is short.
+bool allocateBuffer(std::int32_t size) {
+    freeBuffer();
+    internal_buffer_display = static_cast<char*>(allocateMemory(static_cast<std::size_t>(size)));
+    internal_buffer_display_size = internal_buffer_display != nullptr ? size : 0;
+    return internal_buffer_display != nullptr;
+}
+
 // Gives the buffer room for a line of `length` bytes, in whole pages. False, with no buffer left,
 // when memory is short.
 bool growBuffer(int length) {
-    const std::int32_t size = (length + 8) / 4096 * 4096 + 4096;
-    auto* const grown =
-        static_cast<char*>(realloc(internal_buffer_display, static_cast<std::size_t>(size)));
-    if (grown == nullptr) {
-        free(internal_buffer_display);
-        internal_buffer_display = nullptr;
-        internal_buffer_display_size = 0;
-        return false;
-    }
-    internal_buffer_display = grown;
-    internal_buffer_display_size = size;
-    return true;
+    return allocateBuffer((length + 8) / 4096 * 4096 + 4096);
 }
 
 // A line that could not grow took the buffer with it: the next line starts with a new one.
 bool ensureBuffer() {
-    if (internal_buffer_display != nullptr) return true;
-    internal_buffer_display = static_cast<char*>(malloc(initialBufferSize));
-    internal_buffer_display_size = internal_buffer_display != nullptr ? initialBufferSize : 0;
-    return internal_buffer_display != nullptr;
+    return internal_buffer_display != nullptr || allocateBuffer(initialBufferSize);
 }
 
 // A line of kind 8 is for the debug server alone.
@@ -79,12 +78,13 @@ std::int32_t writeLine(DebugMessageKind kind, const char* format, va_list argume
 std::int32_t writeLine(DebugMessageKind kind, const char* format, va_list arguments) {
     const CriticalSectionHold hold(criticalSectionLog);
     if (!ensureBuffer()) return 0;
-    const int prefix = writePrefix(kind);
+    int prefix = writePrefix(kind);
     int length = formatBehind(prefix, 1, format, arguments);
     if (length < 0) return 0;
     const bool grows = length + 7 >= internal_buffer_display_size;
     if (grows) {
         if (!growBuffer(length)) return 0;
+        prefix = writePrefix(kind);
         // A text argument that another thread makes longer meanwhile is cut.
         length =
             std::min(formatBehind(prefix, 0, format, arguments), internal_buffer_display_size - 2);
@@ -126,15 +126,12 @@ void vx_disp(DebugMessageKind kind, const char* format, va_list arguments) {
 
 void initializeCriticalSections() {
     AllocCriticalSectionBase(&criticalSectionLog);
-    free(internal_buffer_display);
-    internal_buffer_display_size = initialBufferSize;
-    internal_buffer_display = static_cast<char*>(malloc(initialBufferSize));
+    allocateBuffer(initialBufferSize);
 }
 
 void cleanCriticalSections() {
     debugLvl.store(0, std::memory_order_relaxed);
     FreeCriticalSectionBase(&criticalSectionLog);
-    free(internal_buffer_display);
+    freeBuffer();
     internal_buffer_display_size = initialBufferSize;
-    internal_buffer_display = nullptr;
 }

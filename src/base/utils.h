@@ -129,6 +129,9 @@ bool hasLogFile();
 // Appends a whole line to the log file, if it is open. The caller holds criticalSectionLog.
 void writeToLogFile(const char* line, std::size_t length);
 
+// Forgets the lines that are not yet in the log file: in a forked child, whose parent writes them.
+void dropUnwrittenLines();
+
 // --- Texts (textUtilities.cpp) ---
 
 // Length of `text` in bytes.

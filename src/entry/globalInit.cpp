@@ -8,8 +8,10 @@
 #include <climits>
 #include <cstdlib>
 
+#include "base/SignalBlock.h"
 #include "base/utils.h"
 #include "entry/crashHandler.h"
+#include "entry/forkHandlers.h"
 #include "entry/sockentry.h"
 #include "hooks/HookSocket.h"
 #include "socks/Socks.h"
@@ -86,7 +88,11 @@ void installCrashHandler() {
     active_handler(&previous);
 }
 
-void startUp() {
+// Everything but the resolver, which may take its time: until here a handler would find the
+// allocator's or the loader's locks held by its own thread.
+void startUpWithoutSignals() {
+    const sigset_t previous = blockSignals();
+    registerForkHandlers();
     installCrashHandler();
     resolveHookedFunctions();
     initializeSocketPointers();
@@ -97,7 +103,7 @@ void startUp() {
     initializeSocksParam();
     InitializeSocks();
     initializeDebugServer();
-    initializeStartup();
+    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
 }
 
 }  // namespace
@@ -113,7 +119,8 @@ void GlobalInit() {
     // A thread that is cancelled in here would leave the others waiting.
     int cancelState = PTHREAD_CANCEL_ENABLE;
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
-    startUp();
+    startUpWithoutSignals();
+    initializeStartup();
     announceStartUpOver();
     pthread_setcancelstate(cancelState, nullptr);
     errno = savedErrno;
@@ -124,5 +131,18 @@ void prepareCall() {
     if (globalInit.load(std::memory_order_acquire) == 0 ||
         globalInitDone.load(std::memory_order_acquire) != 0) {
         GlobalInit();
+    }
+}
+
+void waitForOtherThreadsStartUp() {
+    if (globalInitDone.load(std::memory_order_acquire) != 0 &&
+        startUpOver.load(std::memory_order_acquire) == 0) {
+        waitForStartUp();
+    }
+}
+
+void forgetOtherThreadsStartUp() {
+    if (startUpOver.load(std::memory_order_relaxed) == 0 && !isStartingThread()) {
+        globalInitDone.store(0, std::memory_order_relaxed);
     }
 }

@@ -29,3 +29,9 @@ extern std::atomic<bool> startUpPending;
 
 // The slow path of an entry point: starts the agent, or waits for the thread that does.
 void prepareCall();
+
+// Waits while another thread starts the agent, a few seconds at the most.
+void waitForOtherThreadsStartUp();
+
+// In a forked child: start-up begins anew if it is a thread of the parent that was starting.
+void forgetOtherThreadsStartUp();

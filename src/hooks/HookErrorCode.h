@@ -20,6 +20,12 @@ public:
         return result;
     }
 
+    // For a call that is refused without asking the system: leaves the code. Returns -1.
+    int refuse(int code) {
+        code_ = code;
+        return -1;
+    }
+
     // The code after the real call, or a code to leave in its place.
     int code() const { return code_; }
     void set(int code) { code_ = code; }

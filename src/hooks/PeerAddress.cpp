@@ -23,7 +23,8 @@ PeerAddress::PeerAddress(struct sockaddr* address, socklen_t* length)
         length_ = &ownLength_;
     } else if (canBeRead) {
         room_ = std::max(*length, smallestLength);
-        if (*length < smallestLength) {
+        // One that cannot be written is the caller's mistake, which the system answers.
+        if (*length < smallestLength && isWritable(length, sizeof(*length))) {
             length_ = &ownLength_;
             callersLength_ = length;
         }

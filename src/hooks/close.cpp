@@ -1,3 +1,7 @@
+#include <cerrno>
+
+#include "base/memoryOwner.h"
+#include "base/ownDescriptors.h"
 #include "base/traceUtils.h"
 #include "hooks/HookErrorCode.h"
 #include "hooks/HookSocket.h"
@@ -23,6 +27,14 @@ void recordClose(int callNumber, const TimeStamps& start, int ticket, int fd, in
 void traceNotLogged(int callNumber, int fd) {
     x_disp(TRACE_INFO, "[%d]closesocket on %lx not logged (no connect or accept)", callNumber,
            shownSocket(fd));
+}
+
+// The agent's own descriptors are none to the application.
+int closeUnknown(int fd) {
+    if (!isOwnDescriptor(fd)) [[likely]]
+        return True_close(fd);
+    WSASetLastError(EBADF);
+    return -1;
 }
 
 // The record stays in the registry.
@@ -53,7 +65,8 @@ struct ClosingSocket {
 int Myclose(int fd) {
     const CallNumbers numbers;
     SOCKETINFO* const record = getSocketInfo(fd);
-    if (record == nullptr) return True_close(fd);
+    if (record == nullptr) return closeUnknown(fd);
+    if (isMemoryBorrowed()) return True_close(fd);
 
     HookErrorCode error;
     const TimeStamps start;

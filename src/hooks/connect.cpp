@@ -26,7 +26,11 @@ struct ConnectOutcome {
 // The connect through a SOCKS server, if that is the way; the socket's data calls wait meanwhile.
 void trySocks(SOCKETINFO* record, int callNumber, int fd, const struct sockaddr* address,
               socklen_t len, ConnectOutcome& outcome) {
-    lock_connection(record, callNumber);
+    if (!lock_connection(record, callNumber)) {
+        outcome.toReconnect = false;
+        outcome.error = EALREADY;
+        return;
+    }
     outcome.socksStatus = SocksConnect(record, address, len, outcome.socksError);
     outcome.result = checkSocksStatus(fd, outcome.socksStatus, outcome.toReconnect,
                                       outcome.loopback, outcome.error);

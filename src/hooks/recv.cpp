@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "base/traceUtils.h"
 #include "hooks/dataHooks.h"
 #include "socks/Socks.h"
@@ -9,7 +11,7 @@ ssize_t Myrecv(int fd, void* buf, size_t len, int flags) {
 
     HookErrorCode error;
     const int callNumber = numbers.callNumber;
-    waitConnectionDone(record, callNumber);
+    if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]recv \tsocket : %lx", callNumber, shownSocket(fd));
     const ssize_t result = error.around([&] { return True_recv(fd, buf, len, flags); });
     if (result == -1) {

@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "base/traceUtils.h"
 #include "hooks/PeerAddress.h"
 #include "hooks/dataHooks.h"
@@ -34,7 +36,7 @@ ssize_t Myrecvfrom(int fd, void* buf, size_t len, int flags, struct sockaddr* fr
     SOCKETINFO* const record = getSocketInfo(fd);
 
     HookErrorCode error;
-    waitConnectionDone(record, callNumber);
+    if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]recvfrom \tsocket : %lx", callNumber, shownSocket(fd));
     const ssize_t result = error.around(
         [&] { return True_recvfrom(fd, buf, len, flags, peer.area(), peer.length()); });

@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "base/traceUtils.h"
 #include "hooks/dataHooks.h"
 #include "socks/Socks.h"
@@ -9,7 +11,7 @@ ssize_t Myrecvmsg(int fd, struct msghdr* msg, int flags) {
 
     HookErrorCode error;
     const int callNumber = numbers.callNumber;
-    waitConnectionDone(record, callNumber);
+    if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]recvmsg \tsocket : %lx", callNumber, shownSocket(fd));
     const ssize_t result = error.around([&] { return True_recvmsg(fd, msg, flags); });
     if (result == -1) {

@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "base/traceUtils.h"
 #include "hooks/dataHooks.h"
 #include "socks/Socks.h"
@@ -32,7 +34,7 @@ ssize_t Mysend(int fd, const void* buf, size_t len, int flags) {
     HookErrorCode error;
     const TimeStamps start;
     const int callNumber = numbers.callNumber;
-    waitConnectionDone(record, callNumber);
+    if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]send \tsocket : %lx", callNumber, shownSocket(fd));
     const ssize_t result = error.around([&] { return True_send(fd, buf, len, flags); });
     traceResult(record, callNumber, fd, buf, len, flags, result, error.code());

@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "base/traceUtils.h"
 #include "hooks/dataHooks.h"
 #include "socks/Socks.h"
@@ -10,7 +12,7 @@ ssize_t Mysendmsg(int fd, const struct msghdr* msg, int flags) {
     HookErrorCode error;
     const TimeStamps start;
     const int callNumber = numbers.callNumber;
-    waitConnectionDone(record, callNumber);
+    if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]sendmsg \tsocket : %lx", callNumber, shownSocket(fd));
     const ssize_t result = error.around([&] { return True_sendmsg(fd, msg, flags); });
     if (result == -1) {

@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "base/applicationMemory.h"
 #include "base/traceUtils.h"
 #include "hooks/dataHooks.h"
@@ -40,7 +42,7 @@ ssize_t Mysendto(int fd, const void* buf, size_t len, int flags, const struct so
     HookErrorCode error;
     const TimeStamps start;
     const int callNumber = numbers.callNumber;
-    waitConnectionDone(record, callNumber);
+    if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]sendto \tsocket : %lx", callNumber, shownSocket(fd));
     const ssize_t result =
         error.around([&] { return True_sendto(fd, buf, len, flags, destination, tolen); });

@@ -1,3 +1,6 @@
+#include <cerrno>
+#include <cstring>
+
 #include "base/applicationMemory.h"
 #include "hooks/HookErrorCode.h"
 #include "hooks/HookSocket.h"
@@ -20,11 +23,14 @@ int Mygetpeername(int fd, struct sockaddr* addr, socklen_t* len) {
     HookErrorCode error;
     SOCKETINFO* const record = getSocketInfo(fd);
     si_disp(record, TRACE_CALL, "getpeername socket : %lx", shownSocket(fd));
-    if (addr != nullptr && isSocketRerouted(record) != 0 &&
-        readableLength(len, sizeof(*len)) == sizeof(*len)) {
+    if (addr != nullptr && isSocketRerouted(record) != 0 && isWritable(len, sizeof(*len))) {
+        sockaddr_storage destination;
         socklen_t length = *len;
         int answer = 0;
-        if (getSockaddrValues(record, addr, &length, &answer) == 1) {
+        if (getSockaddrValues(record, reinterpret_cast<struct sockaddr*>(&destination), &length,
+                              &answer) == 1) {
+            if (answer == 0 && !isWritable(addr, length)) return error.refuse(EFAULT);
+            if (answer == 0) std::memcpy(addr, &destination, length);
             *len = length;
             si_disp(record, TRACE_RET, "getpeername");
             return answer;

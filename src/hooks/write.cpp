@@ -1,3 +1,5 @@
+#include <cerrno>
+
 #include "base/traceUtils.h"
 #include "hooks/dataHooks.h"
 #include "socks/Socks.h"
@@ -30,7 +32,7 @@ ssize_t Mywrite(int fd, const void* buf, size_t count) {
     HookErrorCode error;
     const TimeStamps start;
     const int callNumber = numbers.callNumber;
-    waitConnectionDone(record, callNumber);
+    if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]write \tsocket : %lx", callNumber, shownSocket(fd));
     const ssize_t result = error.around([&] { return True_write(fd, buf, count); });
     traceResult(record, callNumber, fd, buf, count, result, error.code());

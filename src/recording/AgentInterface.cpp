@@ -1,12 +1,14 @@
 #include "recording/AgentInterface.h"
 
+#include <sys/mman.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "base/SignalBlock.h"
 #include "base/heapObject.h"
+#include "base/ownDescriptors.h"
 #include "base/realFunctions.h"
 #include "base/traceUtils.h"
 #include "base/utils.h"
@@ -19,14 +21,32 @@ namespace {
 constexpr const char* defaultAddress = "127.0.0.1";
 constexpr std::int32_t defaultPort = 1092;
 
-// How long the system may take over connecting, and again over sending. Signals wait meanwhile, and
-// so does the application.
-constexpr timeval longestWait = {5, 0};
+// How long, in seconds, one message may hold the application: for its turn behind other threads'
+// messages, for connecting and for sending.
+constexpr int longestTurn = 3;
+constexpr timeval longestWait = {3, 0};
 
 void limitWaits(int connection) {
     Initsetsockopt();
     const auto set = setsockopt_ptr.load(std::memory_order_relaxed);
     if (set != nullptr) set(connection, SOL_SOCKET, SO_SNDTIMEO, &longestWait, sizeof(longestWait));
+}
+
+void traceFailure(const char* call, const char* failure) {
+    const int error = True_WSAGetLastError();
+    x_disp(TRACE_ERROR, "%s() returned %s, WSAGetLastError=%d %s : %s", call, failure, error,
+           getSocketErrorKind(error), getSocketErrorMsg(error));
+}
+
+void traceNoTurn() {
+    x_disp(TRACE_ERROR, "no turn to send a message within %d seconds", longestTurn);
+}
+
+// A flag that a process and its forked children see alike, or null when memory is short.
+std::atomic<int>* makeSharedFlag() {
+    void* const page = mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    return page == MAP_FAILED ? nullptr : new (page) std::atomic<int>(0);
 }
 
 constinit char systemDir[2048] = {};
@@ -38,7 +58,9 @@ AgentInterface::AgentInterface(const char* addressText, const char* portText,
                                RecorderMessage* first)
     : port(portText == nullptr ? defaultPort
                                : static_cast<std::int32_t>(std::strtol(portText, nullptr, 10))),
-      firstMessage(nullptr) {
+      firstMessage(nullptr),
+      firstMessageSent(first == nullptr ? nullptr : makeSharedFlag()),
+      openConnection(-1) {
     AllocCriticalSectionBase(&messageLock);
     AllocCriticalSectionBase(&sendLock);
     std::snprintf(address, sizeof(address), "%s",
@@ -48,52 +70,74 @@ AgentInterface::AgentInterface(const char* addressText, const char* portText,
 }
 
 AgentInterface::~AgentInterface() {
-    StartCriticalSectionBase(&messageLock);
-    destroyOnHeap(firstMessage.exchange(nullptr, std::memory_order_relaxed));
-    FreeCriticalSectionBase(&sendLock);
-    EndCriticalSectionBase(&messageLock);
+    {
+        const CriticalSectionHold hold(messageLock);
+        destroyOnHeap(firstMessage.exchange(nullptr, std::memory_order_relaxed));
+        FreeCriticalSectionBase(&sendLock);
+    }
     FreeCriticalSectionBase(&messageLock);
+    if (firstMessageSent != nullptr) munmap(firstMessageSent, sizeof(*firstMessageSent));
 }
 
 void AgentInterface::sendAMessage(RecorderMessage& message) {
+    const timespec turn = deadlineIn(longestTurn);
     // Cleared only after its delivery: who sees null needs not wait for it any more.
-    if (firstMessage.load(std::memory_order_acquire) != nullptr) flushFirstMessage();
+    const bool isTurn =
+        firstMessage.load(std::memory_order_acquire) == nullptr || flushFirstMessage(turn);
     message.finish();
-    _sendAMessage(message.toString(), message.length());
+    if (!isTurn || !_sendAMessage(message.toString(), message.length(), turn)) traceNoTurn();
 }
 
-void AgentInterface::flushFirstMessage() {
-    const SignalBlock signals;
-    const CriticalSectionHold hold(messageLock);
+// Children that were forked while the message was held have a copy of it: the first of the family
+// that has something to tell sends it.
+bool AgentInterface::isFirstMessageOurs() {
+    return firstMessageSent == nullptr ||
+           firstMessageSent->exchange(1, std::memory_order_relaxed) == 0;
+}
+
+// False when another thread did not come to an end with it before the deadline.
+bool AgentInterface::flushFirstMessage(const timespec& turnDeadline) {
+    const TimedCriticalSectionHold hold(messageLock, turnDeadline);
+    if (!hold.isHeld()) return false;
     RecorderMessage* const first = firstMessage.load(std::memory_order_relaxed);
-    if (first == nullptr) return;
-    first->finish();
-    _sendAMessage(first->toString(), first->length());
+    if (first == nullptr) return true;
+    if (isFirstMessageOurs()) {
+        first->finish();
+        if (!_sendAMessage(first->toString(), first->length(), turnDeadline)) traceNoTurn();
+    }
     firstMessage.store(nullptr, std::memory_order_release);
     destroyOnHeap(first);
+    return true;
 }
 
-void AgentInterface::_sendAMessage(const char* text, unsigned long length) {
+// False when other threads' messages did not leave a turn before the deadline.
+bool AgentInterface::_sendAMessage(const char* text, unsigned long length,
+                                   const timespec& turnDeadline) {
     if (length == 0 || text == nullptr || agentInterfaceUnplugged.load(std::memory_order_relaxed)) {
-        return;
+        return true;
     }
-    const SignalBlock signals;
-    const CriticalSectionHold hold(sendLock);
+    const TimedCriticalSectionHold hold(sendLock, turnDeadline);
+    if (!hold.isHeld()) return false;
     const int savedErrno = errno;
     const int savedSocketError = True_WSAGetLastError();
-    deliver(signals, text, length);
+    deliver(text, length);
     True_WSASetLastError(savedSocketError);
     errno = savedErrno;
+    return true;
 }
 
-void AgentInterface::deliver(const SignalBlock& signals, const char* text, unsigned long length) {
-    const int connection = True_socket(2, 1, 6);
-    if (connection == -1) {
-        const int error = True_WSAGetLastError();
-        x_disp(TRACE_ERROR, "socket() returned INVALID_SOCKET, WSAGetLastError=%d %s : %s", error,
-               getSocketErrorKind(error), getSocketErrorMsg(error));
-        return;
-    }
+void AgentInterface::deliver(const char* text, unsigned long length) {
+    const int connection = moveDescriptorAside(True_socket(2, 1, 6));
+    if (connection == -1) return traceFailure("socket", "INVALID_SOCKET");
+    openConnection.store(connection, std::memory_order_relaxed);
+    rememberOwnDescriptor(connection);
+    sendOn(connection, text, length);
+    forgetOwnDescriptor(connection);
+    openConnection.store(-1, std::memory_order_relaxed);
+    True_close(connection);
+}
+
+void AgentInterface::sendOn(int connection, const char* text, unsigned long length) {
     limitWaits(connection);
     sockaddr_in recorder{};
     recorder.sin_family = AF_INET;
@@ -101,14 +145,16 @@ void AgentInterface::deliver(const SignalBlock& signals, const char* text, unsig
     recorder.sin_port = True_htons(static_cast<std::uint16_t>(port));
     if (True_connect(connection, reinterpret_cast<const sockaddr*>(&recorder), sizeof(recorder)) ==
         -1) {
-        const int error = True_WSAGetLastError();
-        x_disp(TRACE_ERROR, "connect() returned SOCKET_ERROR, WSAGetLastError=%d %s : %s", error,
-               getSocketErrorKind(error), getSocketErrorMsg(error));
-    } else if (signals.send(connection, text, static_cast<unsigned int>(length)) == -1) {
-        const int error = True_WSAGetLastError();
-        x_disp(TRACE_ERROR, "send() returned SOCKET_ERROR, WSAGetLastError=%d %s : %s", error,
-               getSocketErrorKind(error), getSocketErrorMsg(error));
+        traceFailure("connect", "SOCKET_ERROR");
+    } else if (SignalBlock::send(connection, text, static_cast<unsigned int>(length)) == -1) {
+        traceFailure("send", "SOCKET_ERROR");
     }
+}
+
+void AgentInterface::closeInheritedConnection() {
+    const int connection = openConnection.exchange(-1, std::memory_order_relaxed);
+    if (connection == -1) return;
+    forgetOwnDescriptor(connection);
     True_close(connection);
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 
 #include "base/CriticalSection.h"
-#include "base/SignalBlock.h"
 #include "base/export.h"
 #include "recording/RecorderMessage.h"
 
@@ -22,8 +22,15 @@ public:
 
     // Finishes and sends the message, and before it the first message if that is still held. The
     // caller keeps the message. A message that cannot be delivered leaves one ERROR trace and is
-    // lost. errno stays as it is, and no SIGPIPE is raised.
+    // lost; it takes less than ten seconds to find that out. errno stays as it is, and no SIGPIPE
+    // is raised.
     void sendAMessage(RecorderMessage& message);
+
+    // The locks, in the order in which they are taken, for whoever has to hold them across a fork.
+    std::array<CriticalSection*, 2> locks() { return {&messageLock, &sendLock}; }
+
+    // In a forked child: closes the connection that another thread of the parent had open.
+    void closeInheritedConnection();
 
     // Sends "exit" through an interface of its own. Returns 0; ends the process with exit(-1) when
     // the working directory cannot be told. For outside callers; the third value is ignored.
@@ -31,15 +38,19 @@ public:
                                               long long unused);
 
 private:
-    void flushFirstMessage();
-    void _sendAMessage(const char* text, unsigned long length);
-    void deliver(const SignalBlock& signals, const char* text, unsigned long length);
+    bool flushFirstMessage(const timespec& turnDeadline);
+    bool isFirstMessageOurs();
+    bool _sendAMessage(const char* text, unsigned long length, const timespec& turnDeadline);
+    void deliver(const char* text, unsigned long length);
+    void sendOn(int connection, const char* text, unsigned long length);
 
     CriticalSection messageLock;  // guards firstMessage
     char address[200];
     std::int32_t port;
     std::atomic<RecorderMessage*> firstMessage;
-    CriticalSection sendLock;  // one connection at a time
+    std::atomic<int>* firstMessageSent;  // shared with forked children; null when memory is short
+    CriticalSection sendLock;            // one connection at a time
+    std::atomic<int> openConnection;     // the moment's connection, or -1
 };
 
 // The process-wide interface, null until start-up has made it, and the switch that silences it.

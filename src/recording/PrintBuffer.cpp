@@ -4,7 +4,7 @@
 #include <cstring>
 #include <cwchar>
 
-#include "recording/bufferMemory.h"
+#include "base/agentMemory.h"
 #include "recording/escaping.h"
 
 namespace {
@@ -48,7 +48,8 @@ char* writeDigits(char* end, Unsigned value) {
 
 }  // namespace
 
-PrintBuffer::PrintBuffer() : buffer(allocateBuffer(growthStep)), capacity(growthStep), used(0) {
+PrintBuffer::PrintBuffer()
+    : buffer(static_cast<char*>(allocateMemory(growthStep))), capacity(growthStep), used(0) {
     if (buffer == nullptr) {
         capacity = 0;
     } else {
@@ -57,12 +58,12 @@ PrintBuffer::PrintBuffer() : buffer(allocateBuffer(growthStep)), capacity(growth
 }
 
 PrintBuffer::~PrintBuffer() {
-    releaseBuffer(buffer, capacity);
+    releaseMemory(buffer, capacity);
     buffer = nullptr;
 }
 
 void PrintBuffer::giveUp() {
-    releaseBuffer(buffer, capacity);
+    releaseMemory(buffer, capacity);
     buffer = nullptr;
     capacity = 0;
     used = 0;
@@ -73,11 +74,11 @@ void PrintBuffer::expand(unsigned long count) {
     const unsigned long need = used + count + slack;
     if (need < capacity) return;
     const unsigned long grownCapacity = need / growthStep * growthStep + growthStep;
-    char* const grown = allocateBuffer(grownCapacity);
+    auto* const grown = static_cast<char*>(allocateMemory(grownCapacity));
     if (grown == nullptr) return giveUp();
     std::memcpy(grown, buffer, used);
     grown[used] = '\0';
-    releaseBuffer(buffer, capacity);
+    releaseMemory(buffer, capacity);
     buffer = grown;
     capacity = grownCapacity;
 }

@@ -1,17 +1,11 @@
 #include "recording/RecorderMessage.h"
 
-#include "base/heapObject.h"
 #include "base/utils.h"
 
 RecorderMessage::RecorderMessage(RecorderMessageKind kind, int call)
-    : printBuffer(makeOnHeap<PrintBuffer>()), callNumber(call), returnValue(0), errorValue(0) {
-    if (printBuffer == nullptr) return;
-    printBuffer->append("<", 1);
-    printBuffer->append(MARKER_RMT[static_cast<int>(kind)], 0);
-}
-
-RecorderMessage::~RecorderMessage() {
-    destroyOnHeap(printBuffer);
+    : callNumber(call), returnValue(0), errorValue(0) {
+    printBuffer.append("<", 1);
+    printBuffer.append(MARKER_RMT[static_cast<int>(kind)], 0);
 }
 
 // The return and error rule: remembers what is special, and tells whether the attribute is written.
@@ -22,13 +16,13 @@ bool RecorderMessage::isWritten(RecorderMessageAttribute attribute, long long va
     }
     if (attribute == RecorderMessageAttribute::error) {
         errorValue = value;
-        return printBuffer != nullptr && returnValue == -1;
+        return returnValue == -1;
     }
-    return printBuffer != nullptr;
+    return true;
 }
 
 void RecorderMessage::set(RecorderMessageAttribute attribute, long long value) {
-    if (isWritten(attribute, value)) printBuffer->appendAttr(attribute, value);
+    if (isWritten(attribute, value)) printBuffer.appendAttr(attribute, value);
 }
 
 void RecorderMessage::setInt64(RecorderMessageAttribute attribute, long long value) {
@@ -36,7 +30,7 @@ void RecorderMessage::setInt64(RecorderMessageAttribute attribute, long long val
 }
 
 void RecorderMessage::setInt(RecorderMessageAttribute attribute, int value) {
-    if (isWritten(attribute, value)) printBuffer->appendAttr(attribute, value);
+    if (isWritten(attribute, value)) printBuffer.appendAttr(attribute, value);
 }
 
 void RecorderMessage::set(RecorderMessageAttribute attribute, int value) {
@@ -44,7 +38,7 @@ void RecorderMessage::set(RecorderMessageAttribute attribute, int value) {
 }
 
 void RecorderMessage::set(RecorderMessageAttribute attribute, unsigned long value) {
-    if (printBuffer != nullptr) printBuffer->appendAttr(attribute, value);
+    printBuffer.appendAttr(attribute, value);
 }
 
 void RecorderMessage::setSizeT(RecorderMessageAttribute attribute, unsigned long value) {
@@ -52,25 +46,24 @@ void RecorderMessage::setSizeT(RecorderMessageAttribute attribute, unsigned long
 }
 
 void RecorderMessage::set(RecorderMessageAttribute attribute, const char* text, int count) {
-    if (printBuffer == nullptr || count < 0) return;
-    printBuffer->appendAttr(attribute, text, static_cast<unsigned long>(count));
+    if (count < 0) return;
+    printBuffer.appendAttr(attribute, text, static_cast<unsigned long>(count));
 }
 
 void RecorderMessage::set(RecorderMessageAttribute attribute, const wchar_t* text, int count) {
-    if (printBuffer == nullptr || count < 0) return;
-    printBuffer->appendAttr(attribute, text, static_cast<unsigned long>(count));
+    if (count < 0) return;
+    printBuffer.appendAttr(attribute, text, static_cast<unsigned long>(count));
 }
 
 void RecorderMessage::setiovect(RecorderMessageAttribute attribute, const iovec* buffers,
                                 unsigned long bufferCount, unsigned long limit) {
-    if (printBuffer != nullptr) printBuffer->appendAttr(attribute, buffers, bufferCount, limit);
+    printBuffer.appendAttr(attribute, buffers, bufferCount, limit);
 }
 
 void RecorderMessage::finish() {
-    if (printBuffer == nullptr) return;
-    printBuffer->append("/>", 2);
+    printBuffer.append("/>", 2);
     display();
-    printBuffer->append("\n", 1);
+    printBuffer.append("\n", 1);
 }
 
 void RecorderMessage::display() const {
@@ -78,9 +71,9 @@ void RecorderMessage::display() const {
 }
 
 const char* RecorderMessage::toString() const {
-    return printBuffer != nullptr ? printBuffer->toString() : "";
+    return printBuffer.toString();
 }
 
 unsigned long RecorderMessage::length() const {
-    return printBuffer != nullptr ? printBuffer->length() : 0;
+    return printBuffer.length();
 }

@@ -15,7 +15,6 @@ public:
     // `callNumber` is the number of the hook call that produced the message (0: none); only the
     // trace shows it.
     RecorderMessage(RecorderMessageKind kind, int callNumber);
-    ~RecorderMessage();
     RecorderMessage(const RecorderMessage&) = delete;
     RecorderMessage& operator=(const RecorderMessage&) = delete;
 
@@ -46,7 +45,7 @@ public:
 private:
     bool isWritten(RecorderMessageAttribute attribute, long long value);
 
-    PrintBuffer* printBuffer;
+    PrintBuffer printBuffer;
     int callNumber;
     long long returnValue;
     long long errorValue;

@@ -60,6 +60,10 @@ void releaseClosedSocket(SOCKETINFO* record, int socket, std::uint32_t generatio
 // last close went unseen.
 SOCKETINFO* registerNewSocket(int socket, int family, int type, int nonBlocking, int protocol);
 
+// In a forked child: makes the connection lock of every record anew and takes the locked mark away,
+// except where `isKept` answers true.
+void resetConnectionLocks(bool (*isKept)(const SOCKETINFO* record));
+
 // Frees every record and the locks. Only while nothing else uses the registry.
 void cleanSocketInfo();
 

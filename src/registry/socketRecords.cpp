@@ -185,15 +185,25 @@ void releaseClosedSocket(SOCKETINFO* record, int socket, std::uint32_t generatio
     pushReleasedRecord(record);
 }
 
+void resetConnectionLocks(bool (*isKept)(const SOCKETINFO* record)) {
+    const CriticalSectionHold hold(criticalSectionSocketInfoList);
+    for (SOCKETINFO* list : {allSocketInfo, releasedSocketInfo}) {
+        for (SOCKETINFO* record = list; record != nullptr; record = record->next) {
+            if (isKept(record)) continue;
+            AllocCriticalSectionBase(&record->connectionLock);
+            record->flags.fetch_and(~SOCKET_LOCKED, std::memory_order_relaxed);
+        }
+    }
+}
+
 void cleanSocketInfo() {
     if (criticalSectionSocketInfoInitialized.load(std::memory_order_relaxed) == 0) return;
-    StartCriticalSectionBase(&criticalSectionSocketInfoList);
+    const CriticalSectionHold hold(criticalSectionSocketInfoList);
     freeList(releasedSocketInfo);
     freeList(allSocketInfo);
     recordsByDescriptor.clear();
     recordsBesideTable.store(0, std::memory_order_relaxed);
     criticalSectionSocketInfoInitialized.store(0, std::memory_order_relaxed);
-    EndCriticalSectionBase(&criticalSectionSocketInfoList);
 }
 
 void InitializeLists() {

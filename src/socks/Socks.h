@@ -74,11 +74,16 @@ int getLocalPort(int fd, int family);
 
 // --- Connection lock (connectionLock.cpp): nothing at all when SOCKS mode is off ---
 
-// Keep other threads' data calls on the socket waiting while its connect is rerouted.
-void lock_connection(SOCKETINFO* record, int callNumber);
+// Keep other threads' data calls on the socket waiting while its connect is rerouted. The thread is
+// not cancelled meanwhile. False, with nothing to unlock, when this thread is connecting the socket
+// already and calls from a signal handler.
+bool lock_connection(SOCKETINFO* record, int callNumber);
 void unlock_connection(SOCKETINFO* record, int callNumber);
-// Waits until no rerouted connect is going on on the socket.
-void waitConnectionDone(SOCKETINFO* record, int callNumber);
+// Waits until no rerouted connect is going on on the socket. False when it is this thread's own,
+// whose exchange with the server a signal handler must not come between.
+bool waitConnectionDone(SOCKETINFO* record, int callNumber);
+// In a forked child: ends the connects of threads that do not exist here.
+void endOtherThreadsConnects();
 
 // --- Rerouting (socksConnect.cpp) ---
 

@@ -1,6 +1,6 @@
 #include <cerrno>
-#include <cstdlib>
 
+#include "base/heapObject.h"
 #include "base/realFunctions.h"
 #include "base/traceUtils.h"
 #include "socks/Socks.h"
@@ -24,7 +24,7 @@ void push(BindedPortMemo*& list, BindedPortMemo* memo) {
 
 BindedPortMemo* takeOrAllocate() {
     BindedPortMemo* const memo = freedBindedPortList;
-    if (memo == nullptr) return static_cast<BindedPortMemo*>(malloc(sizeof(BindedPortMemo)));
+    if (memo == nullptr) return makeOnHeap<BindedPortMemo>();
     freedBindedPortList = memo->next;
     return memo;
 }
@@ -46,7 +46,7 @@ void freeList(BindedPortMemo*& list) {
     while (list != nullptr) {
         BindedPortMemo* const memo = list;
         list = memo->next;
-        free(memo);
+        destroyOnHeap(memo);
     }
 }
 
@@ -78,6 +78,7 @@ void freeBindedPortMemo(int fd) {
 // on.
 void displayBindedPortMemo() {
     if (!isTraceWritten(TRACE_INFO)) return;
+    const SignalBlock signals;
     StartCriticalSectionBase(&criticalSectionSocks);
     x_disp(TRACE_INFO, "*********** memo list ************");
     for (const BindedPortMemo* memo = bindedPortList; memo != nullptr; memo = memo->next) {

@@ -90,6 +90,6 @@ void initializeDebugServer() {
 void sendDebugMessage(const char* line) {
     if (debugSocket == -1) return;
     const int callersError = True_WSAGetLastError();
-    if (SignalBlock().send(debugSocket, line, std::strlen(line)) == -1)
+    if (SignalBlock::send(debugSocket, line, std::strlen(line)) == -1)
         True_WSASetLastError(callersError);
 }

@@ -2,21 +2,24 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 
+#include "base/agentMemory.h"
 #include "base/realFunctions.h"
 #include "base/traceUtils.h"
 #include "base/utils.h"
 
 namespace {
 
-// Each byte as "%02X ", in a text that the caller frees; null when memory is short.
-char* hexText(const unsigned char* bytes, int count) {
-    const std::size_t size = static_cast<std::size_t>(count) * 3 + 1;
-    auto* const text = static_cast<char*>(malloc(size));
+constexpr std::size_t hexTextSize(ssize_t count) {
+    return static_cast<std::size_t>(count) * 3 + 1;
+}
+
+// Each byte as "%02X ", in memory that the caller gives back; null when memory is short.
+char* hexText(const unsigned char* bytes, ssize_t count) {
+    auto* const text = static_cast<char*>(allocateMemory(hexTextSize(count)));
     if (text == nullptr) return nullptr;
     text[0] = '\0';
-    for (int i = 0; i < count; ++i)
+    for (ssize_t i = 0; i < count; ++i)
         snprintf(text + i * 3, 4, "%02X ", bytes[i]);
     return text;
 }
@@ -42,14 +45,14 @@ bool receiveSomeData(int fd, unsigned char* buffer, int length, int& socksError,
         return false;
     }
     const int leftBehind = True_WSAGetLastError();
-    char* const text = hexText(buffer, static_cast<int>(count));
+    char* const text = hexText(buffer, count);
     if (text == nullptr) {
         x_disp(TRACE_ERROR, "malloc error in \"receiveSomeData\"");
         return false;
     }
     x_disp(TRACE_INFO, repeated ? "recv %s OK after some time... : %s" : "recv %s OK : %s", label,
            text);
-    free(text);
+    releaseMemory(text, hexTextSize(count));
     True_WSASetLastError(leftBehind);
     return true;
 }

@@ -85,7 +85,7 @@ void traceRequest(const Request& request) {
 }
 
 bool sendRequest(int fd, const Request& request, int& socksError) {
-    if (SignalBlock().send(fd, request.bytes, static_cast<std::size_t>(request.length)) != -1) {
+    if (SignalBlock::send(fd, request.bytes, static_cast<std::size_t>(request.length)) != -1) {
         x_disp(TRACE_INFO, "send client request OK");
         return true;
     }

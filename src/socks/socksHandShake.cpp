@@ -117,7 +117,7 @@ bool connectTo(int fd, const Server& server, int callersErrno, int& socksError) 
 
 bool sendGreeting(int fd, int& socksError) {
     x_disp(TRACE_INFO, "==> Sending supported authentification methods");
-    if (SignalBlock().send(fd, greeting, sizeof(greeting)) != -1) {
+    if (SignalBlock::send(fd, greeting, sizeof(greeting)) != -1) {
         x_disp(TRACE_INFO, "send client greeting OK");
         return true;
     }

@@ -9,7 +9,7 @@ namespace {
 // The message of an accept on the descriptor 4.
 std::string acceptMessage(const std::string& ticket, const std::string& address) {
     return R"(<accept pid_I4="PID" timestamp_I8="T" ticket_I4=")" + ticket +
-           R"(" from_I8="4" socket_I8="5" )" + address + "/>";
+           R"(" from_I8="3" socket_I8="4" )" + address + "/>";
 }
 
 const std::string ipv4Client = R"(family_AS="AF_INET" ip_AS="127.0.0.1" port_I4="CLIENT")";
@@ -19,22 +19,22 @@ void expectFirstAccept(const ProbeOutcome& outcome, const std::string& arguments
     const std::string message = acceptMessage("6", ipv4Client);
     EXPECT_EQ(messagesAfterListen(outcome), Lines{message});
     EXPECT_EQ(traceAfterListen(outcome),
-              (Lines{"[CALL ][6]accept \tsocket : 4",
-                     "[RET  ][6]accept (OK):\tsocket : 4\t " + arguments, dataTrace(6, message)}));
+              (Lines{"[CALL ][6]accept \tsocket : 3",
+                     "[RET  ][6]accept (OK):\tsocket : 3\t " + arguments, dataTrace(6, message)}));
 }
 
 TEST(Accept, RecordsThePeerAndMakesTheCloseOfTheListenerRecorded) {
     const ProbeOutcome outcome = runScenario("lifecycle", "accept");
     const std::string accept = acceptMessage("6", ipv4Client);
     const std::string close =
-        R"(<close pid_I4="PID" timestamp_I8="T" ticket_I4="8" socket_I8="4"/>)";
+        R"(<close pid_I4="PID" timestamp_I8="T" ticket_I4="8" socket_I8="3"/>)";
     EXPECT_EQ(messagesAfterListen(outcome), (Lines{accept, close}));
     EXPECT_EQ(traceAfterListen(outcome),
-              (Lines{"[CALL ][6]accept \tsocket : 4",
-                     "[RET  ][6]accept (OK):\tsocket : 4\t addrlen LENGTH, addr = (0xADDRESS)",
-                     dataTrace(6, accept), "[CALL ][8]closesocket \tsocket : 4",
-                     "[RET  ][8]closesocket (OK):\tsocket : 4", portListBegin, portListEnd,
-                     dataTrace(8, close), "[INFO ][8]closesocket on 4 (accept)"}));
+              (Lines{"[CALL ][6]accept \tsocket : 3",
+                     "[RET  ][6]accept (OK):\tsocket : 3\t addrlen LENGTH, addr = (0xADDRESS)",
+                     dataTrace(6, accept), "[CALL ][8]closesocket \tsocket : 3",
+                     "[RET  ][8]closesocket (OK):\tsocket : 3", portListBegin, portListEnd,
+                     dataTrace(8, close), "[INFO ][8]closesocket on 3 (accept)"}));
 }
 
 TEST(Accept, RecordsOnlyTheFirstOfAListener) {
@@ -42,10 +42,10 @@ TEST(Accept, RecordsOnlyTheFirstOfAListener) {
     const std::string message = acceptMessage("6", ipv4Client);
     EXPECT_EQ(messagesAfterListen(outcome), Lines{message});
     EXPECT_EQ(traceAfterListen(outcome),
-              (Lines{"[CALL ][6]accept \tsocket : 4",
-                     "[RET  ][6]accept (OK):\tsocket : 4\t addrlen LENGTH, addr = (0xADDRESS)",
-                     dataTrace(6, message), "[CALL ][7]accept \tsocket : 4",
-                     "[RET  ][7]accept (OK):\tsocket : 4\t addrlen LENGTH, addr = (0xADDRESS)"}));
+              (Lines{"[CALL ][6]accept \tsocket : 3",
+                     "[RET  ][6]accept (OK):\tsocket : 3\t addrlen LENGTH, addr = (0xADDRESS)",
+                     dataTrace(6, message), "[CALL ][7]accept \tsocket : 3",
+                     "[RET  ][7]accept (OK):\tsocket : 3\t addrlen LENGTH, addr = (0xADDRESS)"}));
 }
 
 TEST(Accept, WithoutArgumentsKnowsThePeer) {
@@ -99,26 +99,26 @@ TEST(Accept, OfALocalPeerRecordsTheFamilyOnly) {
     const ProbeOutcome outcome = runScenario("lifecycle", "accept-local");
     const std::string accept = acceptMessage("6", R"(family_AS="AF_UNIX")");
     const std::string close =
-        R"(<close pid_I4="PID" timestamp_I8="T" ticket_I4="7" socket_I8="4"/>)";
+        R"(<close pid_I4="PID" timestamp_I8="T" ticket_I4="7" socket_I8="3"/>)";
     EXPECT_EQ(outcome.messages, joined({serverMessages(), {accept, close}}));
     EXPECT_EQ(traceAfterStartUp(outcome),
               (Lines{"[CALL ][1]socket ",
-                     "[RET  ][1]socket (OK):\tsocket : 4\t af = (1)AF_UNIX,\t type = "
+                     "[RET  ][1]socket (OK):\tsocket : 3\t af = (1)AF_UNIX,\t type = "
                      "(1)SOCK_STREAM,\t protocol = (0)IPPROTO_TCP",
                      "[RET  ][2]bind (OK):", processTrace(),
                      dataTrace(3, notRecordedMessage("3", "bind")),
                      "[RET  ][4]listen (OK):", dataTrace(5, notRecordedMessage("5", "listen")),
-                     "[RET  ][6]accept (OK):\tsocket : 4\t addrlen LENGTH, addr = (0xADDRESS)",
-                     dataTrace(6, accept), "[RET  ][7]closesocket (OK):\tsocket : 4", portListBegin,
+                     "[RET  ][6]accept (OK):\tsocket : 3\t addrlen LENGTH, addr = (0xADDRESS)",
+                     dataTrace(6, accept), "[RET  ][7]closesocket (OK):\tsocket : 3", portListBegin,
                      portListEnd, dataTrace(7, close)}));
 }
 
 TEST(Accept, OnAnUnknownListenerIsRecordedEachTime) {
     const ProbeOutcome outcome = runScenario("lifecycle", "accept-unknown");
     const std::string first =
-        R"(<accept pid_I4="PID" timestamp_I8="T" ticket_I4="2" from_I8="64" socket_I8="4" family_AS="AF_INET" ip_AS="127.0.0.1" port_I4="CLIENT"/>)";
+        R"(<accept pid_I4="PID" timestamp_I8="T" ticket_I4="2" from_I8="64" socket_I8="3" family_AS="AF_INET" ip_AS="127.0.0.1" port_I4="CLIENT"/>)";
     const std::string second =
-        R"(<accept pid_I4="PID" timestamp_I8="T" ticket_I4="3" from_I8="64" socket_I8="5" family_AS="AF_INET" ip_AS="127.0.0.1" port_I4="CLIENT2"/>)";
+        R"(<accept pid_I4="PID" timestamp_I8="T" ticket_I4="3" from_I8="64" socket_I8="4" family_AS="AF_INET" ip_AS="127.0.0.1" port_I4="CLIENT2"/>)";
     EXPECT_EQ(outcome.messages, (Lines{processMessage, first, second}));
     EXPECT_EQ(traceAfterStartUp(outcome),
               (Lines{"[RET  ][1]accept (OK):\tsocket : 64\t addrlen LENGTH, addr = (0xADDRESS)",
@@ -132,8 +132,8 @@ TEST(Accept, ThatFailsIsTracedOnly) {
     EXPECT_EQ(outcome.messages, Lines{});
     EXPECT_EQ(traceAfterStartUp(outcome),
               joined({socketTrace(),
-                      {"[CALL ][2]accept \tsocket : 4",
-                       "[WARNI][2]accept (INVALID_SOCKET : 22 ????? : unknown code):\tsocket : 4\t "
+                      {"[CALL ][2]accept \tsocket : 3",
+                       "[WARNI][2]accept (INVALID_SOCKET : 22 ????? : unknown code):\tsocket : 3\t "
                        "addrlen LENGTH, addr = (0xADDRESS)",
                        "[WARNI][3]accept (INVALID_SOCKET : 9 ????? : unknown code):\tsocket : "
                        "ffffffffffffffff\t addrlen LENGTH, addr = (0xADDRESS)"}}));
@@ -143,8 +143,8 @@ TEST(Accept, IntoMemoryThatCannotBeWrittenGivesTheBareAnswer) {
     const ProbeOutcome outcome = runScenario("lifecycle", "accept-unwritable");
     EXPECT_EQ(messagesAfterListen(outcome), Lines{});
     EXPECT_EQ(traceAfterListen(outcome),
-              (Lines{"[CALL ][6]accept \tsocket : 4",
-                     "[WARNI][6]accept (INVALID_SOCKET : 14 ????? : unknown code):\tsocket : 4\t "
+              (Lines{"[CALL ][6]accept \tsocket : 3",
+                     "[WARNI][6]accept (INVALID_SOCKET : 14 ????? : unknown code):\tsocket : 3\t "
                      "addrlen LENGTH, addr = (0xADDRESS)"}));
 }
 

@@ -13,40 +13,40 @@ TEST(Bind, ToPortZeroRemembersThePortThatTheSystemChose) {
     EXPECT_EQ(outcome.messages, (Lines{processMessage, first, second}));
     EXPECT_EQ(traceAfterStartUp(outcome),
               joined({socketTrace(),
-                      {"[CALL ][2]bind 4",
+                      {"[CALL ][2]bind 3",
                        "[INFO ]<NOT_RECORDED_HOOK> bind",
                        "[RET  ][2]bind (OK):",
                        "[INFO ]local port : ASSIGNED",
                        "[INFO ][2] familly AF_INET \tip 127.0.0.1\t port ASSIGNED",
                        portListBegin,
-                       "[INFO ]socket 4\t port ASSIGNED",
+                       "[INFO ]socket 3\t port ASSIGNED",
                        portListEnd,
                        processTrace(),
                        dataTrace(3, first),
                        "[CALL ][4]socket ",
-                       "[RET  ][4]socket (OK):\tsocket : 5\t af = (10)AF_INET6,\t type = "
+                       "[RET  ][4]socket (OK):\tsocket : 4\t af = (10)AF_INET6,\t type = "
                        "(1)SOCK_STREAM,\t protocol = (0)IPPROTO_TCP",
-                       "[CALL ][5]bind 5",
+                       "[CALL ][5]bind 4",
                        "[INFO ]<NOT_RECORDED_HOOK> bind",
                        "[RET  ][5]bind (OK):",
                        "[INFO ]local port : ASSIGNED6",
                        "[INFO ][5] familly AF_CCITT \tip 0:0:0:0:0:0:0:1\t port ASSIGNED6",
                        portListBegin,
-                       "[INFO ]socket 5\t port ASSIGNED6",
-                       "[INFO ]socket 4\t port ASSIGNED",
+                       "[INFO ]socket 4\t port ASSIGNED6",
+                       "[INFO ]socket 3\t port ASSIGNED",
                        portListEnd,
                        dataTrace(6, second),
-                       "[CALL ][7]closesocket \tsocket : 4",
-                       "[RET  ][7]closesocket (OK):\tsocket : 4",
+                       "[CALL ][7]closesocket \tsocket : 3",
+                       "[RET  ][7]closesocket (OK):\tsocket : 3",
                        portListBegin,
-                       "[INFO ]socket 5\t port ASSIGNED6",
+                       "[INFO ]socket 4\t port ASSIGNED6",
                        portListEnd,
-                       "[INFO ][7]closesocket on 4 not logged (no connect or accept)",
-                       "[CALL ][8]closesocket \tsocket : 5",
-                       "[RET  ][8]closesocket (OK):\tsocket : 5",
+                       "[INFO ][7]closesocket on 3 not logged (no connect or accept)",
+                       "[CALL ][8]closesocket \tsocket : 4",
+                       "[RET  ][8]closesocket (OK):\tsocket : 4",
                        portListBegin,
                        portListEnd,
-                       "[INFO ][8]closesocket on 5 not logged (no connect or accept)"}}));
+                       "[INFO ][8]closesocket on 4 not logged (no connect or accept)"}}));
 }
 
 TEST(Bind, ThatFailsRemembersTheRequestedPortToo) {
@@ -56,31 +56,31 @@ TEST(Bind, ThatFailsRemembersTheRequestedPortToo) {
     EXPECT_EQ(outcome.messages, (Lines{processMessage, first, second}));
     EXPECT_EQ(traceAfterStartUp(outcome),
               joined({socketTrace(),
-                      {"[CALL ][2]bind 4",
+                      {"[CALL ][2]bind 3",
                        "[INFO ]<NOT_RECORDED_HOOK> bind",
                        "[RET  ][2]bind (SOCKET ERROR : 98 WSAEADDRINUSE : Address already in use):",
                        "[INFO ][2] familly AF_INET \tip 127.0.0.1\t port TAKEN",
                        portListBegin,
-                       "[INFO ]socket 4\t port TAKEN",
+                       "[INFO ]socket 3\t port TAKEN",
                        portListEnd,
                        processTrace(),
                        dataTrace(3, first),
-                       "[CALL ][4]bind 4",
+                       "[CALL ][4]bind 3",
                        "[INFO ]<NOT_RECORDED_HOOK> bind",
                        "[RET  ][4]bind (OK):",
                        "[INFO ]local port : ASSIGNED",
                        "[INFO ][4] familly AF_INET \tip 127.0.0.1\t port ASSIGNED",
                        portListBegin,
-                       "[INFO ]socket 4\t port ASSIGNED",
-                       "[INFO ]socket 4\t port TAKEN",
+                       "[INFO ]socket 3\t port ASSIGNED",
+                       "[INFO ]socket 3\t port TAKEN",
                        portListEnd,
                        dataTrace(5, second),
-                       "[CALL ][6]closesocket \tsocket : 4",
-                       "[RET  ][6]closesocket (OK):\tsocket : 4",
+                       "[CALL ][6]closesocket \tsocket : 3",
+                       "[RET  ][6]closesocket (OK):\tsocket : 3",
                        portListBegin,
-                       "[INFO ]socket 4\t port TAKEN",
+                       "[INFO ]socket 3\t port TAKEN",
                        portListEnd,
-                       "[INFO ][6]closesocket on 4 not logged (no connect or accept)"}}));
+                       "[INFO ][6]closesocket on 3 not logged (no connect or accept)"}}));
 }
 
 TEST(Bind, TracesAnIpv6AddressInEightGroups) {
@@ -90,13 +90,13 @@ TEST(Bind, TracesAnIpv6AddressInEightGroups) {
     EXPECT_EQ(
         traceAfterStartUp(outcome),
         (Lines{"[CALL ][1]socket ",
-               "[RET  ][1]socket (OK):\tsocket : 4\t af = (10)AF_INET6,\t type = (1)SOCK_STREAM,\t "
+               "[RET  ][1]socket (OK):\tsocket : 3\t af = (10)AF_INET6,\t type = (1)SOCK_STREAM,\t "
                "protocol = (0)IPPROTO_TCP",
-               "[CALL ][2]bind 4", "[INFO ]<NOT_RECORDED_HOOK> bind",
+               "[CALL ][2]bind 3", "[INFO ]<NOT_RECORDED_HOOK> bind",
                "[RET  ][2]bind (SOCKET ERROR : 99 WSAEADDRNOTAVAIL : Cannot assign requested "
                "address):",
                "[INFO ][2] familly AF_CCITT \tip 2001:db8:0:0:0:0:0:a0\t port 8080", portListBegin,
-               "[INFO ]socket 4\t port 8080", portListEnd, processTrace(), dataTrace(3, message)}));
+               "[INFO ]socket 3\t port 8080", portListEnd, processTrace(), dataTrace(3, message)}));
 }
 
 TEST(Bind, OfALocalSocketRemembersNothingAndIsAnnounced) {
@@ -107,12 +107,12 @@ TEST(Bind, OfALocalSocketRemembersNothingAndIsAnnounced) {
     EXPECT_EQ(
         traceAfterStartUp(outcome),
         (Lines{"[CALL ][1]socket ",
-               "[RET  ][1]socket (OK):\tsocket : 4\t af = (1)AF_UNIX,\t type = (1)SOCK_STREAM,\t "
+               "[RET  ][1]socket (OK):\tsocket : 3\t af = (1)AF_UNIX,\t type = (1)SOCK_STREAM,\t "
                "protocol = (0)IPPROTO_TCP",
                "[RET  ][2]bind (OK):", processTrace(), dataTrace(3, messages[0]),
                "[RET  ][4]bind (SOCKET ERROR : 98 WSAEADDRINUSE : Address already in use):",
                dataTrace(5, messages[1]), "[RET  ][6]listen (OK):", dataTrace(7, messages[2]),
-               "[RET  ][8]closesocket (OK):\tsocket : 4", portListBegin, portListEnd}));
+               "[RET  ][8]closesocket (OK):\tsocket : 3", portListBegin, portListEnd}));
 }
 
 TEST(Bind, OfUnknownDescriptorsIsRememberedAndAnnounced) {
@@ -137,9 +137,9 @@ TEST(Bind, WithoutAnAddressGivesTheBareAnswer) {
     EXPECT_EQ(outcome.messages, (Lines{processMessage, first, second}));
     EXPECT_EQ(traceAfterStartUp(outcome),
               joined({socketTrace(),
-                      {"[CALL ][2]bind 4", "[INFO ]<NOT_RECORDED_HOOK> bind",
+                      {"[CALL ][2]bind 3", "[INFO ]<NOT_RECORDED_HOOK> bind",
                        "[RET  ][2]bind (SOCKET ERROR : 14 ????? : unknown code):", processTrace(),
-                       dataTrace(3, first), "[CALL ][4]bind 4", "[INFO ]<NOT_RECORDED_HOOK> bind",
+                       dataTrace(3, first), "[CALL ][4]bind 3", "[INFO ]<NOT_RECORDED_HOOK> bind",
                        "[RET  ][4]bind (SOCKET ERROR : 22 ????? : unknown code):",
                        dataTrace(5, second)}}));
 }
@@ -151,15 +151,15 @@ TEST(Bind, OfADatagramSocketIsRememberedToo) {
     EXPECT_EQ(
         traceAfterStartUp(outcome),
         (Lines{"[CALL ][1]socket ",
-               "[RET  ][1]socket (OK):\tsocket : 4\t af = (2)AF_INET,\t type = (2)SOCK_DGRAM,\t "
+               "[RET  ][1]socket (OK):\tsocket : 3\t af = (2)AF_INET,\t type = (2)SOCK_DGRAM,\t "
                "protocol = (0)IPPROTO_UDP",
-               "[CALL ][2]bind 4", "[INFO ]<NOT_RECORDED_HOOK> bind",
+               "[CALL ][2]bind 3", "[INFO ]<NOT_RECORDED_HOOK> bind",
                "[RET  ][2]bind (OK):", "[INFO ]local port : ASSIGNED",
                "[INFO ][2] familly AF_INET \tip 0.0.0.0\t port ASSIGNED", portListBegin,
-               "[INFO ]socket 4\t port ASSIGNED", portListEnd, processTrace(),
-               dataTrace(3, message), "[CALL ][4]closesocket \tsocket : 4",
-               "[RET  ][4]closesocket (OK):\tsocket : 4", portListBegin, portListEnd,
-               "[INFO ][4]closesocket on 4 not logged (no connect or accept)"}));
+               "[INFO ]socket 3\t port ASSIGNED", portListEnd, processTrace(),
+               dataTrace(3, message), "[CALL ][4]closesocket \tsocket : 3",
+               "[RET  ][4]closesocket (OK):\tsocket : 3", portListBegin, portListEnd,
+               "[INFO ][4]closesocket on 3 not logged (no connect or accept)"}));
 }
 
 TEST(Bind, RemembersPortZeroWhenTheChosenOneCannotBeTold) {
@@ -169,27 +169,27 @@ TEST(Bind, RemembersPortZeroWhenTheChosenOneCannotBeTold) {
     EXPECT_EQ(outcome.messages, (Lines{processMessage, first, second}));
     EXPECT_EQ(traceAfterStartUp(outcome),
               joined({socketTrace(),
-                      {"[CALL ][2]bind 4",
+                      {"[CALL ][2]bind 3",
                        "[INFO ]<NOT_RECORDED_HOOK> bind",
                        "[RET  ][2]bind (OK):",
                        "[INFO ][2] familly AF_INET \tip 127.0.0.1\t port 0",
                        portListBegin,
-                       "[INFO ]socket 4\t port 0",
+                       "[INFO ]socket 3\t port 0",
                        portListEnd,
                        processTrace(),
                        dataTrace(3, first),
                        "[CALL ][4]socket ",
-                       "[RET  ][4]socket (OK):\tsocket : 5\t af = (2)AF_INET,\t type = "
+                       "[RET  ][4]socket (OK):\tsocket : 4\t af = (2)AF_INET,\t type = "
                        "(1)SOCK_STREAM,\t protocol = (0)IPPROTO_TCP",
-                       "[CALL ][5]bind 5",
+                       "[CALL ][5]bind 4",
                        "[INFO ]<NOT_RECORDED_HOOK> bind",
                        "[RET  ][5]bind (OK):",
                        "[ERROR]failed to retrieve sock options (SOCKET ERROR : 105 WSAENOBUFS : No "
                        "buffer space available)",
                        "[INFO ][5] familly AF_INET \tip 127.0.0.1\t port 0",
                        portListBegin,
-                       "[INFO ]socket 5\t port 0",
                        "[INFO ]socket 4\t port 0",
+                       "[INFO ]socket 3\t port 0",
                        portListEnd,
                        dataTrace(6, second)}}));
 }
@@ -202,13 +202,13 @@ TEST(Listen, IsTracedOnItsSocketAndAnnounced) {
     EXPECT_EQ(
         traceAfterStartUp(outcome),
         joined({socketTrace(),
-                {"[CALL ][2]listen 4", "[INFO ]<NOT_RECORDED_HOOK> listen",
+                {"[CALL ][2]listen 3", "[INFO ]<NOT_RECORDED_HOOK> listen",
                  "[RET  ][2]listen (OK):", processTrace(), dataTrace(3, messages[0]),
                  "[RET  ][4]listen (SOCKET ERROR : 9 ????? : unknown code):",
                  dataTrace(5, messages[1]), "[CALL ][6]socket ",
-                 "[RET  ][6]socket (OK):\tsocket : 5\t af = (2)AF_INET,\t type = (2)SOCK_DGRAM,\t "
+                 "[RET  ][6]socket (OK):\tsocket : 4\t af = (2)AF_INET,\t type = (2)SOCK_DGRAM,\t "
                  "protocol = (0)IPPROTO_UDP",
-                 "[CALL ][7]listen 5", "[INFO ]<NOT_RECORDED_HOOK> listen",
+                 "[CALL ][7]listen 4", "[INFO ]<NOT_RECORDED_HOOK> listen",
                  "[RET  ][7]listen (SOCKET ERROR : 95 WSAEOPNOTSUPP : Operation not supported):",
                  dataTrace(8, messages[2])}}));
 }

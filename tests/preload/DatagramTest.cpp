@@ -8,23 +8,23 @@ namespace {
 
 std::string sent(const std::string& ticket, const std::string& attributes) {
     return R"(<send timestamp_I8="T" ticket_I4=")" + ticket +
-           R"(" socket_I8="4" pid_I4="PID" data_AS="hello" length_U4="5")" + attributes + "/>";
+           R"(" socket_I8="3" pid_I4="PID" data_AS="hello" length_U4="5")" + attributes + "/>";
 }
 
-std::string received(const std::string& attributes, const std::string& socket = "4") {
+std::string received(const std::string& attributes, const std::string& socket = "3") {
     return R"(<receive pid_I4="PID" timestamp_I8="T" ticket_I4="3" socket_I8=")" + socket +
            R"(" data_AS="hello" length_I4="5" )" + attributes + "/>";
 }
 
 Lines sendTrace(const std::string& call) {
     return {
-        "[CALL ][" + call + "]sendto \tsocket : 4",
-        "[RET  ][" + call + "]sendto (OK):\tsocket : 4\t len = 5,\t flags = 0,\t buf = 0xBUFFER"};
+        "[CALL ][" + call + "]sendto \tsocket : 3",
+        "[RET  ][" + call + "]sendto (OK):\tsocket : 3\t len = 5,\t flags = 0,\t buf = 0xBUFFER"};
 }
 
 Lines receiveTrace(const std::string& length) {
-    return {"[CALL ][3]recvfrom \tsocket : 4",
-            "[RET  ][3]recvfrom (OK) :\tsocket : 4\t len = 5,\t flags = 0,\t buf = 0xBUFFER\t from "
+    return {"[CALL ][3]recvfrom \tsocket : 3",
+            "[RET  ][3]recvfrom (OK) :\tsocket : 3\t len = 5,\t flags = 0,\t buf = 0xBUFFER\t from "
             "= 0xAREA\t fromlen " +
                 length};
 }
@@ -46,11 +46,11 @@ TEST(SendTo, OnAStreamWithoutADestinationRecordsNoAddress) {
     const std::string second = sent("4", R"( error_I4="20")");
     EXPECT_EQ(messagesAfterConnect(outcome), (Lines{first, second}));
     EXPECT_EQ(traceAfterConnect(outcome),
-              (Lines{"[CALL ][3]sendto \tsocket : 4",
-                     "[RET  ][3]sendto (OK):\tsocket : 4\t len = 5,\t flags = 16384,\t buf = "
+              (Lines{"[CALL ][3]sendto \tsocket : 3",
+                     "[RET  ][3]sendto (OK):\tsocket : 3\t len = 5,\t flags = 16384,\t buf = "
                      "0xBUFFER",
-                     dataTrace(3, first), "[CALL ][4]sendto \tsocket : 4",
-                     "[WARNI][4]sendto (SOCKET ERROR : 32 ????? : unknown code):\tsocket : 4\t len "
+                     dataTrace(3, first), "[CALL ][4]sendto \tsocket : 3",
+                     "[WARNI][4]sendto (SOCKET ERROR : 32 ????? : unknown code):\tsocket : 3\t len "
                      "= 5,\t flags = 16384,\t buf = 0xBUFFER",
                      dataTrace(4, second)}));
 }
@@ -85,32 +85,32 @@ TEST(ReceiveFrom, ThatFindsNothingIsNotRecorded) {
     EXPECT_EQ(messagesAfterConnect(outcome), Lines{});
     EXPECT_EQ(
         traceAfterConnect(outcome),
-        (Lines{"[CALL ][3]recvfrom \tsocket : 4",
+        (Lines{"[CALL ][3]recvfrom \tsocket : 3",
                "[WARNI][3]recvfrom (SOCKET ERROR : 11 WSAEWOULDBLOCK : Resource temporarily "
-               "unavailable) :\tsocket : 4\t len = 5,\t flags = 64,\t buf = 0xBUFFER\t from = "
+               "unavailable) :\tsocket : 3\t len = 5,\t flags = 64,\t buf = 0xBUFFER\t from = "
                "0xAREA\t fromlen 28"}));
 }
 
 TEST(ReceiveFrom, AtTheEndOfTheStreamIsRecorded) {
     expectRecorded(
         runScenario("datagram", "stream-end"),
-        R"(<receive pid_I4="PID" timestamp_I8="T" ticket_I4="3" socket_I8="4" data_AS="" length_I4="0" family_AS="AF_INET" ip_AS="192.0.2.7" port_I4="7"/>)",
+        R"(<receive pid_I4="PID" timestamp_I8="T" ticket_I4="3" socket_I8="3" data_AS="" length_I4="0" family_AS="AF_INET" ip_AS="192.0.2.7" port_I4="7"/>)",
         receiveTrace("0"));
 }
 
 Lines datagramTrace(const std::string& family, const std::string& peerLength) {
     return {
         "[CALL ][1]socket ",
-        "[RET  ][1]socket (OK):\tsocket : 4\t af = " + family +
+        "[RET  ][1]socket (OK):\tsocket : 3\t af = " + family +
             ",\t type = (2)SOCK_DGRAM,\t protocol = (0)IPPROTO_UDP",
-        "[CALL ][2]sendto \tsocket : 4",
-        "[RET  ][2]sendto (OK):\tsocket : 4\t len = 5,\t flags = 0,\t buf = 0xBUFFER",
-        "[INFO ][2]sendto on 4 not logged (UDPSOCKET)",
-        "[CALL ][3]recvfrom \tsocket : 4",
-        "[RET  ][3]recvfrom (OK) :\tsocket : 4\t len = 5,\t flags = 0,\t buf = 0xBUFFER\t from = "
+        "[CALL ][2]sendto \tsocket : 3",
+        "[RET  ][2]sendto (OK):\tsocket : 3\t len = 5,\t flags = 0,\t buf = 0xBUFFER",
+        "[INFO ][2]sendto on 3 not logged (UDPSOCKET)",
+        "[CALL ][3]recvfrom \tsocket : 3",
+        "[RET  ][3]recvfrom (OK) :\tsocket : 3\t len = 5,\t flags = 0,\t buf = 0xBUFFER\t from = "
         "0xAREA\t fromlen " +
             peerLength,
-        "[INFO ][3]recvfrom on 4 not logged (UDPSOCKET)",
+        "[INFO ][3]recvfrom on 3 not logged (UDPSOCKET)",
     };
 }
 
@@ -136,12 +136,12 @@ TEST(Datagrams, OfAConnectedSocketNeedADestination) {
     EXPECT_EQ(outcome.messages, Lines{});
     EXPECT_EQ(traceAfterStartUp(outcome),
               (Lines{"[CALL ][1]socket ",
-                     "[RET  ][1]socket (OK):\tsocket : 4\t af = (2)AF_INET,\t type = "
+                     "[RET  ][1]socket (OK):\tsocket : 3\t af = (2)AF_INET,\t type = "
                      "(2)SOCK_DGRAM,\t protocol = (0)IPPROTO_UDP",
-                     "[CALL ][2]sendto \tsocket : 4",
-                     "[WARNI][2]sendto (SOCKET ERROR : 22 ????? : unknown code):\tsocket : 4\t len "
+                     "[CALL ][2]sendto \tsocket : 3",
+                     "[WARNI][2]sendto (SOCKET ERROR : 22 ????? : unknown code):\tsocket : 3\t len "
                      "= 5,\t flags = 16384,\t buf = 0xBUFFER",
-                     "[INFO ][2]sendto on 4 not logged (UDPSOCKET)"}));
+                     "[INFO ][2]sendto on 3 not logged (UDPSOCKET)"}));
 }
 
 TEST(Datagrams, OfUnknownSocketsLeaveNothing) {

@@ -47,10 +47,10 @@ TEST(Delivery, ToAnAbsentRecorderChangesNothingForTheApplication) {
     }
     expected = joined(
         {expected,
-         {"[CALL ][3]closesocket \tsocket : 4", "[RET  ][3]closesocket (OK):\tsocket : 4",
+         {"[CALL ][3]closesocket \tsocket : 3", "[RET  ][3]closesocket (OK):\tsocket : 3",
           portListBegin, portListEnd,
-          dataTrace(3, R"(<close pid_I4="PID" timestamp_I8="T" ticket_I4="3" socket_I8="4"/>)"),
-          refused, "[INFO ][3]closesocket on 4 (connect)"}});
+          dataTrace(3, R"(<close pid_I4="PID" timestamp_I8="T" ticket_I4="3" socket_I8="3"/>)"),
+          refused, "[INFO ][3]closesocket on 3 (connect)"}});
     EXPECT_EQ(outcome.trace, expected);
 }
 

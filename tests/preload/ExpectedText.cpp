@@ -65,24 +65,24 @@ std::string processTrace() {
 Lines socketTrace() {
     return {
         "[CALL ][1]socket ",
-        "[RET  ][1]socket (OK):\tsocket : 4\t af = (2)AF_INET,\t type = (1)SOCK_STREAM,\t protocol "
+        "[RET  ][1]socket (OK):\tsocket : 3\t af = (2)AF_INET,\t type = (1)SOCK_STREAM,\t protocol "
         "= (0)IPPROTO_TCP",
     };
 }
 
 const std::string connectMessage =
-    R"(<connect localport_I4="LOCAL" pid_I4="PID" timestamp_I8="T" ticket_I4="2" socket_I8="4" duration_I4="D" family_AS="AF_INET" ip_AS="127.0.0.1" port_I4="SERVER"/>)";
+    R"(<connect localport_I4="LOCAL" pid_I4="PID" timestamp_I8="T" ticket_I4="2" socket_I8="3" duration_I4="D" family_AS="AF_INET" ip_AS="127.0.0.1" port_I4="SERVER"/>)";
 
 Lines connectedTrace() {
     return joined(
         {startUpTrace(),
          socketTrace(),
          {
-             "[CALL ][2]connect \tsocket : 4",
+             "[CALL ][2]connect \tsocket : 3",
              "[WARNI][2]SocksConnect (SOCKS:  :socksStatus 0 socksError 0 toReconnect 1 loopback 0 "
              "ret 0",
              "[INFO ]local port : LOCAL",
-             "[RET  ][2]connect (OK):\tsocket : 4\t name = 0xDESTINATION,\t namelen = 16",
+             "[RET  ][2]connect (OK):\tsocket : 3\t name = 0xDESTINATION,\t namelen = 16",
              processTrace(),
              dataTrace(2, connectMessage),
          }});
@@ -103,11 +103,11 @@ Lines serverMessages() {
 Lines serverTrace() {
     return joined({startUpTrace(),
                    socketTrace(),
-                   {"[CALL ][2]bind 4", "[INFO ]<NOT_RECORDED_HOOK> bind",
+                   {"[CALL ][2]bind 3", "[INFO ]<NOT_RECORDED_HOOK> bind",
                     "[RET  ][2]bind (OK):", "[INFO ]local port : SERVER",
                     "[INFO ][2] familly AF_INET \tip 127.0.0.1\t port SERVER", portListBegin,
-                    "[INFO ]socket 4\t port SERVER", portListEnd, processTrace(),
-                    dataTrace(3, notRecordedMessage("3", "bind")), "[CALL ][4]listen 4",
+                    "[INFO ]socket 3\t port SERVER", portListEnd, processTrace(),
+                    dataTrace(3, notRecordedMessage("3", "bind")), "[CALL ][4]listen 3",
                     "[INFO ]<NOT_RECORDED_HOOK> listen",
                     "[RET  ][4]listen (OK):", dataTrace(5, notRecordedMessage("5", "listen"))}});
 }

@@ -26,7 +26,7 @@ TEST(Select, IsTracedAsAnErrorWhenDescriptorsAreReady) {
     EXPECT_EQ(outcome.output, (Lines{"socket: descriptor errno 77", "connect: 0 errno 77",
                                      "select: 2 errno 77", "ready: 1 1"}));
     expectAnnounced(outcome, "select",
-                    "(nfds=>5,readfds=>0xREADABLE,writefds=>0xWRITABLE,exceptfds=>(nil),timeout=>"
+                    "(nfds=>4,readfds=>0xREADABLE,writefds=>0xWRITABLE,exceptfds=>(nil),timeout=>"
                     "0xTIMEOUT)");
 }
 
@@ -35,7 +35,7 @@ TEST(Pselect, IsTracedAsAnErrorWhenDescriptorsAreReady) {
     EXPECT_EQ(outcome.output, (Lines{"socket: descriptor errno 77", "connect: 0 errno 77",
                                      "pselect: 1 errno 77", "ready: 1"}));
     expectAnnounced(outcome, "pselect",
-                    "(nfds=>5,readfds=>0xREADABLE,writefds=>(nil),exceptfds=>(nil),timeout=>"
+                    "(nfds=>4,readfds=>0xREADABLE,writefds=>(nil),exceptfds=>(nil),timeout=>"
                     "0xEXACT,sigmask=>0xMASK)");
 }
 
@@ -70,10 +70,10 @@ TEST(Options, AreTracedAndSendNothing) {
     EXPECT_EQ(
         traceAfterStartUp(outcome),
         joined({socketTrace(),
-                {"[CALL ][2]setsockopt(__fd=>4 ,__level=>1 ,__optname=>2 ,__optval=>0x0xOPTION ,"
+                {"[CALL ][2]setsockopt(__fd=>3 ,__level=>1 ,__optname=>2 ,__optval=>0x0xOPTION ,"
                  "__optlen=>4)",
                  announcement("setsockopt"), "[RET  ][2]setsockopt (OK): 0",
-                 "[CALL ][3]setsockopt(__fd=>4 ,__level=>1 ,__optname=>9999 ,__optval=>0x0xOPTION "
+                 "[CALL ][3]setsockopt(__fd=>3 ,__level=>1 ,__optname=>9999 ,__optval=>0x0xOPTION "
                  ",__optlen=>4)",
                  announcement("setsockopt"),
                  "[RET  ][3]setsockopt (SOCKET ERROR : 92 WSAENOPROTOOPT : Bad protocol option):",
@@ -81,8 +81,8 @@ TEST(Options, AreTracedAndSendNothing) {
                  ",__optlen=>0)",
                  announcement("setsockopt"),
                  "[RET  ][4]setsockopt (SOCKET ERROR : 9 ????? : unknown code):",
-                 "[CALL ]getsockopt socket : 4", "[RET  ]getsockopt OK ",
-                 "[CALL ]getsockopt socket : 4", "[ERROR]getsockopt ERROR "}}));
+                 "[CALL ]getsockopt socket : 3", "[RET  ]getsockopt OK ",
+                 "[CALL ]getsockopt socket : 3", "[ERROR]getsockopt ERROR "}}));
 }
 
 TEST(Names, AreTracedAndSendNothing) {
@@ -93,9 +93,9 @@ TEST(Names, AreTracedAndSendNothing) {
                      "127.0.0.1 length 16", "getpeername: 0 errno 77", "length 16"}));
     EXPECT_EQ(messagesAfterConnect(outcome), Lines{});
     EXPECT_EQ(traceAfterConnect(outcome),
-              (Lines{"[CALL ]getsockname socket : 4", "[RET  ]getsockname OK ",
-                     "[CALL ]getpeername socket : 4", "[RET  ]getpeername",
-                     "[CALL ]getpeername socket : 4", "[RET  ]getpeername"}));
+              (Lines{"[CALL ]getsockname socket : 3", "[RET  ]getsockname OK ",
+                     "[CALL ]getpeername socket : 3", "[RET  ]getpeername",
+                     "[CALL ]getpeername socket : 3", "[RET  ]getpeername"}));
 }
 
 TEST(Names, ThatCannotBeToldGiveTheRealAnswer) {
@@ -103,10 +103,10 @@ TEST(Names, ThatCannotBeToldGiveTheRealAnswer) {
     EXPECT_EQ(outcome.messages, Lines{});
     EXPECT_EQ(traceAfterStartUp(outcome),
               joined({socketTrace(),
-                      {"[CALL ]getpeername socket : 4", "[RET  ]getpeername",
-                       "[CALL ]getpeername socket : 4", "[RET  ]getpeername",
-                       "[CALL ]getpeername socket : 4", "[RET  ]getpeername",
-                       "[CALL ]getsockname socket : 4", "[ERROR]getsockname ERROR "}}));
+                      {"[CALL ]getpeername socket : 3", "[RET  ]getpeername",
+                       "[CALL ]getpeername socket : 3", "[RET  ]getpeername",
+                       "[CALL ]getpeername socket : 3", "[RET  ]getpeername",
+                       "[CALL ]getsockname socket : 3", "[ERROR]getsockname ERROR "}}));
 }
 
 TEST(Names, OfOtherSocketsLeaveNothing) {
@@ -114,7 +114,7 @@ TEST(Names, OfOtherSocketsLeaveNothing) {
     EXPECT_EQ(outcome.messages, Lines{});
     EXPECT_EQ(traceAfterStartUp(outcome),
               (Lines{"[CALL ][1]socket ",
-                     "[RET  ][1]socket (OK):\tsocket : 4\t af = (1)AF_UNIX,\t type = "
+                     "[RET  ][1]socket (OK):\tsocket : 3\t af = (1)AF_UNIX,\t type = "
                      "(1)SOCK_STREAM,\t protocol = (0)IPPROTO_TCP"}));
 }
 

@@ -52,7 +52,7 @@ std::string bindMessage(const std::string& timeStamp) {
 
 // The rest of the trace: a bind to a local address on an Internet socket, and its messages.
 Lines bindTrace(const std::string& timeStamp) {
-    return {"[CALL ][2]bind 4", "[INFO ]<NOT_RECORDED_HOOK> bind",
+    return {"[CALL ][2]bind 3", "[INFO ]<NOT_RECORDED_HOOK> bind",
             "[RET  ][2]bind (SOCKET ERROR : 97 WSAEAFNOSUPPORT : Address family not supported by "
             "protocol family):",
             dataTrace(0, secondProcessMessage(timeStamp)), dataTrace(3, bindMessage(timeStamp))};

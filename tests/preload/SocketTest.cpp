@@ -13,25 +13,25 @@ TEST(Socket, TracesEveryKindAndSendsNothing) {
         traceAfterStartUp(outcome),
         (Lines{
             "[CALL ][1]socket ",
-            "[RET  ][1]socket (OK):\tsocket : 4\t af = (2)AF_INET,\t type = (1)SOCK_STREAM,\t "
+            "[RET  ][1]socket (OK):\tsocket : 3\t af = (2)AF_INET,\t type = (1)SOCK_STREAM,\t "
             "protocol = (0)IPPROTO_TCP",
             "[CALL ][2]socket ",
-            "[RET  ][2]socket (OK):\tsocket : 5\t af = (2)AF_INET,\t type = (2049)SOCK_NONBLOCK | "
+            "[RET  ][2]socket (OK):\tsocket : 4\t af = (2)AF_INET,\t type = (2049)SOCK_NONBLOCK | "
             "SOCK_STREAM,\t protocol = (6)IPPROTO_TCP",
             "[CALL ][3]socket ",
-            "[RET  ][3]socket (OK):\tsocket : 6\t af = (10)AF_INET6,\t type = "
+            "[RET  ][3]socket (OK):\tsocket : 5\t af = (10)AF_INET6,\t type = "
             "(526337)SOCK_NONBLOCK | SOCK_CLOEXEC | SOCK_STREAM,\t protocol = (0)IPPROTO_TCP",
             "[CALL ][4]socket ",
-            "[RET  ][4]socket (OK):\tsocket : 7\t af = (10)AF_INET6,\t type = "
+            "[RET  ][4]socket (OK):\tsocket : 6\t af = (10)AF_INET6,\t type = "
             "(524290)SOCK_CLOEXEC | SOCK_DGRAM,\t protocol = (0)IPPROTO_UDP",
             "[CALL ][5]socket ",
-            "[RET  ][5]socket (OK):\tsocket : 8\t af = (2)AF_INET,\t type = (2)SOCK_DGRAM,\t "
+            "[RET  ][5]socket (OK):\tsocket : 7\t af = (2)AF_INET,\t type = (2)SOCK_DGRAM,\t "
             "protocol = (17)IPPROTO_UDP",
             "[CALL ][6]socket ",
-            "[RET  ][6]socket (OK):\tsocket : 9\t af = (1)AF_UNIX,\t type = (5)SOCK_SEQPACKET,\t "
+            "[RET  ][6]socket (OK):\tsocket : 8\t af = (1)AF_UNIX,\t type = (5)SOCK_SEQPACKET,\t "
             "protocol = (0)Default Protocol",
             "[CALL ][7]socket ",
-            "[RET  ][7]socket (OK):\tsocket : a\t af = (16)AF_NETLINK,\t type = (3)SOCK_RAW,\t "
+            "[RET  ][7]socket (OK):\tsocket : 9\t af = (16)AF_NETLINK,\t type = (3)SOCK_RAW,\t "
             "protocol = (0)Default Protocol",
             "[CALL ][8]socket ",
             "[WARNI][8]socket (INVALID_SOCKET : 93 WSAEPROTONOSUPPORT : Protocol not "

@@ -50,15 +50,15 @@ Lines socksStartUpTrace(std::uint16_t port) {
             "[INFO ]===> WSAStartup : local addresses solved"};
 }
 
-const std::string lockTrace = "[INFO ][2]** locking socket : 4 **";
-const std::string unlockTrace = "[INFO ][2]** unlocking socket : 4 **";
+const std::string lockTrace = "[INFO ][2]** locking socket : 3 **";
+const std::string unlockTrace = "[INFO ][2]** unlocking socket : 3 **";
 const std::string stars = "[INFO ]*************************************************************";
 
 // From the program's start to the attempt to connect to the server.
 Lines beginTrace(std::uint16_t port) {
     return joined({socksStartUpTrace(port),
                    socketTrace(),
-                   {"[CALL ][2]connect \tsocket : 4", lockTrace,
+                   {"[CALL ][2]connect \tsocket : 3", lockTrace,
                     "[INFO ]**************** starting socks connection ******************",
                     "[INFO ]* socks server : 127.0.0.1 (" + std::to_string(port) + ")",
                     "[INFO ]* socks server : (null) (0)", "[INFO ]************************",
@@ -107,7 +107,7 @@ Lines successTrace(const std::string& address, const std::string& port, const st
 
 std::string connectMessageWith(const std::string& before, const std::string& after) {
     return "<connect " + before +
-           R"(pid_I4="PID" timestamp_I8="T" ticket_I4="2" socket_I8="4" duration_I4="D" )" + after +
+           R"(pid_I4="PID" timestamp_I8="T" ticket_I4="2" socket_I8="3" duration_I4="D" )" + after +
            "/>";
 }
 
@@ -118,7 +118,7 @@ const std::string reroutedMessage =
 // What follows the rerouting itself.
 Lines connectedTail() {
     return {"[INFO ]local port : LOCAL",
-            "[RET  ][2]connect (OK):\tsocket : 4\t name = 0xDESTINATION,\t namelen = 16",
+            "[RET  ][2]connect (OK):\tsocket : 3\t name = 0xDESTINATION,\t namelen = 16",
             processTrace(), dataTrace(2, reroutedMessage)};
 }
 
@@ -128,17 +128,17 @@ Lines reroutedTrace(std::uint16_t port) {
 }
 
 std::string closeMessage(const std::string& ticket) {
-    return R"(<close pid_I4="PID" timestamp_I8="T" ticket_I4=")" + ticket + R"(" socket_I8="4"/>)";
+    return R"(<close pid_I4="PID" timestamp_I8="T" ticket_I4=")" + ticket + R"(" socket_I8="3"/>)";
 }
 
 Lines closeTrace(int callNumber, const std::string& ticket) {
     const std::string number = std::to_string(callNumber);
-    return {"[CALL ][" + number + "]closesocket \tsocket : 4",
-            "[RET  ][" + number + "]closesocket (OK):\tsocket : 4",
+    return {"[CALL ][" + number + "]closesocket \tsocket : 3",
+            "[RET  ][" + number + "]closesocket (OK):\tsocket : 3",
             portListBegin,
             portListEnd,
             dataTrace(callNumber, closeMessage(ticket)),
-            "[INFO ][" + number + "]closesocket on 4 (connect)"};
+            "[INFO ][" + number + "]closesocket on 3 (connect)"};
 }
 
 const SocksTurn acceptedRequest = {socksIpv4Request, routedReply};
@@ -153,11 +153,11 @@ TEST(Socks, RecordsTheDestinationAndLeavesTheDataToTheServer) {
     EXPECT_EQ(outcome.messages, (Lines{processMessage, reroutedMessage, closeMessage("5")}));
     EXPECT_EQ(
         rest(outcome.trace, reroutedTrace(server.port())),
-        joined({{"[CALL ][3]send \tsocket : 4",
-                 "[RET  ][3]send (OK):\tsocket : 4\t len = 4,\t flags = 0,\t buf = 0xSENT \"ping\"",
-                 "[INFO ][3]send on 4 not logged (SOCKSRECORDED)", "[CALL ][4]recv \tsocket : 4",
-                 "[RET  ][4]recv (OK) :\tsocket : 4\t len = 4,\t flags = 256,\t buf = 0xRECEIVED",
-                 "[INFO ][4]recv on 4 not logged (SOCKSRECORDED)"},
+        joined({{"[CALL ][3]send \tsocket : 3",
+                 "[RET  ][3]send (OK):\tsocket : 3\t len = 4,\t flags = 0,\t buf = 0xSENT \"ping\"",
+                 "[INFO ][3]send on 3 not logged (SOCKSRECORDED)", "[CALL ][4]recv \tsocket : 3",
+                 "[RET  ][4]recv (OK) :\tsocket : 3\t len = 4,\t flags = 256,\t buf = 0xRECEIVED",
+                 "[INFO ][4]recv on 3 not logged (SOCKSRECORDED)"},
                 closeTrace(5, "5")}));
 }
 
@@ -167,17 +167,17 @@ TEST(Socks, DoubleLoggingRecordsTheDataToo) {
     settings.environment["VELTRA_SOCKET_AGENT_DOUBLE_LOG_SOCKS"] = "";
     const ProbeOutcome outcome = runThrough(settings);
     const std::string sent =
-        R"(<send timestamp_I8="T" ticket_I4="3" socket_I8="4" pid_I4="PID" data_AS="ping" length_U4="4"/>)";
+        R"(<send timestamp_I8="T" ticket_I4="3" socket_I8="3" pid_I4="PID" data_AS="ping" length_U4="4"/>)";
     const std::string received =
-        R"(<receive pid_I4="PID" timestamp_I8="T" ticket_I4="5" socket_I8="4" data_AS="pong" length_I4="4"/>)";
+        R"(<receive pid_I4="PID" timestamp_I8="T" ticket_I4="5" socket_I8="3" data_AS="pong" length_I4="4"/>)";
     EXPECT_EQ(outcome.messages,
               (Lines{processMessage, reroutedMessage, sent, received, closeMessage("6")}));
     EXPECT_EQ(
         rest(outcome.trace, reroutedTrace(server.port())),
-        joined({{"[CALL ][3]send \tsocket : 4",
-                 "[RET  ][3]send (OK):\tsocket : 4\t len = 4,\t flags = 0,\t buf = 0xSENT \"ping\"",
-                 dataTrace(3, sent), "[CALL ][4]recv \tsocket : 4",
-                 "[RET  ][4]recv (OK) :\tsocket : 4\t len = 4,\t flags = 256,\t buf = 0xRECEIVED",
+        joined({{"[CALL ][3]send \tsocket : 3",
+                 "[RET  ][3]send (OK):\tsocket : 3\t len = 4,\t flags = 0,\t buf = 0xSENT \"ping\"",
+                 dataTrace(3, sent), "[CALL ][4]recv \tsocket : 3",
+                 "[RET  ][4]recv (OK) :\tsocket : 3\t len = 4,\t flags = 256,\t buf = 0xRECEIVED",
                  dataTrace(4, received)},
                 closeTrace(5, "6")}));
 }
@@ -194,7 +194,7 @@ TEST(Socks, TheRoutedSocketsPeerIsTheDestination) {
                "peer: 0" + nothing, "getpeername: -1 errno 14", "getpeername: -1 errno 14"}));
     Lines asked;
     for (int i = 0; i < 6; ++i) {
-        asked.emplace_back("[CALL ]getpeername socket : 4");
+        asked.emplace_back("[CALL ]getpeername socket : 3");
         asked.emplace_back("[RET  ]getpeername");
     }
     EXPECT_EQ(rest(outcome.trace, reroutedTrace(server.port())), asked);
@@ -208,10 +208,10 @@ Lines failedOutput(int error) {
 }
 
 Lines failedClose() {
-    return {"[CALL ][3]closesocket \tsocket : 4",
-            "[WARNI][3]closesocket (SOCKET ERROR : 9 ????? : unknown code):\tsocket : 4",
+    return {"[CALL ][3]closesocket \tsocket : 3",
+            "[WARNI][3]closesocket (SOCKET ERROR : 9 ????? : unknown code):\tsocket : 3",
             portListBegin, portListEnd,
-            "[INFO ][3]closesocket on 4 not logged (no connect or accept)"};
+            "[INFO ][3]closesocket on 3 not logged (no connect or accept)"};
 }
 
 TEST(Socks, RefusalIsARefusedConnectOnAClosedSocket) {
@@ -229,7 +229,7 @@ TEST(Socks, RefusalIsARefusedConnectOnAClosedSocket) {
                        "0 loopback 0 ret -1",
                        unlockTrace,
                        "[WARNI][2]connect (SOCKET ERROR : 111 WSAECONNREFUSED : Connection "
-                       "refused):\tsocket : 4\t name = 0xDESTINATION,\t namelen = 16",
+                       "refused):\tsocket : 3\t name = 0xDESTINATION,\t namelen = 16",
                        processTrace(), dataTrace(2, message)},
                       failedClose()}));
 }
@@ -259,7 +259,7 @@ TEST(Socks, FailedHandShakeClosesTheSocketAndConnectsThat) {
                        "[WARNI][2]SocksConnect (SOCKS:  :socksStatus 3 socksError 93 toReconnect "
                        "1 loopback 0 ret 3",
                        unlockTrace,
-                       "[WARNI][2]connect (SOCKET ERROR : 9 ????? : unknown code):\tsocket : 4\t "
+                       "[WARNI][2]connect (SOCKET ERROR : 9 ????? : unknown code):\tsocket : 3\t "
                        "name = 0xDESTINATION,\t namelen = 16",
                        processTrace(), dataTrace(2, message)},
                       failedClose()}));
@@ -280,7 +280,7 @@ TEST(Socks, WithoutAServerTheConnectIsADirectOne) {
                        "[WARNI][2]SocksConnect (SOCKS:  :socksStatus -1 socksError 111 "
                        "toReconnect 1 loopback 0 ret -1",
                        unlockTrace, "[INFO ]local port : LOCAL",
-                       "[RET  ][2]connect (OK):\tsocket : 4\t name = 0xDESTINATION,\t namelen = 16",
+                       "[RET  ][2]connect (OK):\tsocket : 3\t name = 0xDESTINATION,\t namelen = 16",
                        processTrace(), dataTrace(2, message)},
                       closeTrace(3, "3")}));
 }
@@ -290,7 +290,7 @@ TEST(Socks, APortOfThisProcessIsConnectedDirectly) {
     const ProbeOutcome outcome = runProbe(throughServer(server.port(), "connect", "own-server"));
     EXPECT_FALSE(server.hasClient());
     const std::string message =
-        R"(<connect localport_I4="LOCAL" loopback_I4="1" sockserror_I4="0" pid_I4="PID" timestamp_I8="T" ticket_I4="6" socket_I8="5" duration_I4="D" family_AS="AF_INET" ip_AS="127.0.0.1" port_I4="SERVER"/>)";
+        R"(<connect localport_I4="LOCAL" loopback_I4="1" sockserror_I4="0" pid_I4="PID" timestamp_I8="T" ticket_I4="6" socket_I8="4" duration_I4="D" family_AS="AF_INET" ip_AS="127.0.0.1" port_I4="SERVER"/>)";
     EXPECT_EQ(outcome.messages, joined({serverMessages(), {message}}));
     const Lines listening = rest(serverTrace(), startUpTrace());
     EXPECT_EQ(
@@ -299,14 +299,14 @@ TEST(Socks, APortOfThisProcessIsConnectedDirectly) {
             {socksStartUpTrace(server.port()),
              listening,
              {"[CALL ][6]socket ",
-              "[RET  ][6]socket (OK):\tsocket : 5\t af = (2)AF_INET,\t type = (1)SOCK_STREAM,\t "
+              "[RET  ][6]socket (OK):\tsocket : 4\t af = (2)AF_INET,\t type = (1)SOCK_STREAM,\t "
               "protocol = (0)IPPROTO_TCP",
-              "[CALL ][7]connect \tsocket : 5", "[INFO ][7]** locking socket : 5 **",
+              "[CALL ][7]connect \tsocket : 4", "[INFO ][7]** locking socket : 4 **",
               "[INFO ]socks mode inactived (local loop)",
               "[WARNI][7]SocksConnect (SOCKS:  :socksStatus 2 socksError 0 toReconnect 1 loopback "
               "1 ret 2",
-              "[INFO ][7]** unlocking socket : 5 **", "[INFO ]local port : LOCAL",
-              "[RET  ][7]connect (OK):\tsocket : 5\t name = 0xDESTINATION,\t namelen = 16",
+              "[INFO ][7]** unlocking socket : 4 **", "[INFO ]local port : LOCAL",
+              "[RET  ][7]connect (OK):\tsocket : 4\t name = 0xDESTINATION,\t namelen = 16",
               dataTrace(7, message)}}));
 }
 
@@ -330,9 +330,9 @@ TEST(Socks, AnotherThreadsSendWaitsUntilTheExchangeIsOver) {
     const auto released = std::find(outcome.trace.begin(), outcome.trace.end(), unlockTrace);
     ASSERT_NE(released, outcome.trace.end());
     const auto waiting =
-        std::find(outcome.trace.begin(), released, "[INFO ][3]** socket locked (waiting) : 4 **");
+        std::find(outcome.trace.begin(), released, "[INFO ][3]** socket locked (waiting) : 3 **");
     EXPECT_EQ(Lines(waiting, std::next(released)),
-              joined({{"[INFO ][3]** socket locked (waiting) : 4 **"},
+              joined({{"[INFO ][3]** socket locked (waiting) : 3 **"},
                       requestTrace(),
                       successTrace("00 00 00 00 ", "00 00 ", "0")}));
     Lines sending;
@@ -341,10 +341,10 @@ TEST(Socks, AnotherThreadsSendWaitsUntilTheExchangeIsOver) {
                         std::back_inserter(connecting), [](const std::string& line) {
                             return line.find("][3]") != std::string::npos;
                         });
-    EXPECT_EQ(sending, (Lines{"[INFO ][3]** socket unlocked : 4 **", "[CALL ][3]send \tsocket : 4",
-                              "[RET  ][3]send (OK):\tsocket : 4\t len = 4,\t flags = 0,\t buf = "
+    EXPECT_EQ(sending, (Lines{"[INFO ][3]** socket unlocked : 3 **", "[CALL ][3]send \tsocket : 3",
+                              "[RET  ][3]send (OK):\tsocket : 3\t len = 4,\t flags = 0,\t buf = "
                               "0xSENT \"late\"",
-                              "[INFO ][3]send on 4 not logged (SOCKSRECORDED)"}));
+                              "[INFO ][3]send on 3 not logged (SOCKSRECORDED)"}));
     EXPECT_EQ(connecting, connectedTail());
 }
 

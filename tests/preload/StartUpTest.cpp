@@ -30,7 +30,7 @@ TEST(StartUp, RunsAtAReadOfAPlainFileToo) {
     EXPECT_EQ(outcome.messages, Lines{});
     EXPECT_EQ(traceAfterStartUp(outcome),
               (Lines{"[CALL ][2]socket ",
-                     "[RET  ][2]socket (OK):\tsocket : 5\t af = (2)AF_INET,\t type = "
+                     "[RET  ][2]socket (OK):\tsocket : 4\t af = (2)AF_INET,\t type = "
                      "(1)SOCK_STREAM,\t protocol = (0)IPPROTO_TCP"}));
 }
 
@@ -117,7 +117,7 @@ TEST(End, BeforeAnyCallDoesNothingButDrawACallNumber) {
     EXPECT_EQ(outcome.messages, Lines{});
     EXPECT_EQ(traceAfterStartUp(outcome),
               (Lines{"[CALL ][2]socket ",
-                     "[RET  ][2]socket (OK):\tsocket : 4\t af = (2)AF_INET,\t type = "
+                     "[RET  ][2]socket (OK):\tsocket : 3\t af = (2)AF_INET,\t type = "
                      "(1)SOCK_STREAM,\t protocol = (0)IPPROTO_TCP"}));
 }
 

@@ -19,6 +19,14 @@ void* __wrap_malloc(std::size_t size);
 void* __wrap_malloc(std::size_t size) {
     return size >= failsFrom.load() ? nullptr : __real_malloc(size);
 }
+
+// The same for the agent's own allocateMemory.
+void* __real__Z14allocateMemorym(std::size_t size);
+void* __wrap__Z14allocateMemorym(std::size_t size);
+
+void* __wrap__Z14allocateMemorym(std::size_t size) {
+    return size >= failsFrom.load() ? nullptr : __real__Z14allocateMemorym(size);
+}
 }
 
 namespace veltra::testing {

@@ -20,8 +20,6 @@ pid_t __real_getpid();
 pid_t __wrap_getpid();
 int __real_clock_gettime(clockid_t clock, timespec* result);
 int __wrap_clock_gettime(clockid_t clock, timespec* result);
-void* __real_realloc(void* memory, std::size_t size);
-void* __wrap_realloc(void* memory, std::size_t size);
 char* __real_strdup(const char* text);
 char* __wrap_strdup(const char* text);
 // sendDebugMessage(const char*), as the compiler names it.
@@ -43,10 +41,6 @@ int __wrap_clock_gettime(clockid_t clock, timespec* result) {
     }
     *result = *scriptedSystem.clock;
     return 0;
-}
-
-void* __wrap_realloc(void* memory, std::size_t size) {
-    return scriptedSystem.reallocFails ? nullptr : __real_realloc(memory, size);
 }
 
 char* __wrap_strdup(const char* text) {

@@ -12,7 +12,6 @@ struct ScriptedSystem {
     std::optional<time_t> time;
     std::optional<int> processId;
     std::optional<timespec> clock;  // the real-time clock's; every other clock stays as it is
-    bool reallocFails = false;
     bool strdupFails = false;
     // Every line handed to the debug server, with its newline.
     std::vector<std::string> debugServerLines;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "ScriptedSystem.h"
@@ -126,12 +127,12 @@ TEST_F(TraceBuffer, IsFreshForEveryLogFile) {
 
 TEST_F(TraceBuffer, ALineThatCannotGrowIsDroppedAndTheNextOneIsWritten) {
     TraceLog log;
-    scriptedSystem.reallocFails = true;
+    std::optional<FailingMalloc> shortage(std::in_place, 8193);
     EXPECT_EQ(traceLine(log, 8185), "");
     EXPECT_EQ(traceLine(log, 9000), "");
     EXPECT_EQ(traceLine(log, 100), lineFor(100));
     EXPECT_EQ(traceLine(log, 8184), lineFor(8184));
-    scriptedSystem.reallocFails = false;
+    shortage.reset();
     EXPECT_EQ(traceLine(log, 8185), lineFor(8185) + "[INFO ]buffer resized to : 12288\n");
 }
 

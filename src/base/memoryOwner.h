@@ -1,0 +1,6 @@
+#pragma once
+
+// True in a child that runs in its parent's memory until it executes another program (vfork): what
+// it does to its own descriptors must not change what the parent knows of its own. Makes a system
+// call; keeps errno.
+bool isMemoryBorrowed();

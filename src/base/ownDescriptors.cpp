@@ -1,0 +1,93 @@
+#include "base/ownDescriptors.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+
+namespace {
+
+// The kernel's table of descriptors reaches to the highest number in use, and a fork copies it.
+constexpr rlim_t highestUsefulNumber = 16384;
+constexpr rlim_t numbersForUs = 16;
+
+constexpr int none = -1;
+constexpr int beingFilled = -2;
+
+struct OwnDescriptor {
+    std::atomic<int> fd{none};
+    std::atomic<unsigned long> device{0};
+    std::atomic<unsigned long> inode{0};
+
+    FileIdentity identity() const {
+        return {device.load(std::memory_order_relaxed), inode.load(std::memory_order_relaxed)};
+    }
+};
+
+constinit std::array<OwnDescriptor, 8> ownDescriptors{};
+
+int firstNumberAside() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
+    const rlim_t end = std::min(limit.rlim_cur, highestUsefulNumber);
+    return static_cast<int>(end > numbersForUs ? end - numbersForUs : 0);
+}
+
+}  // namespace
+
+int moveDescriptorAside(int fd) {
+    if (fd == -1) return -1;
+    const int aside = fcntl(fd, F_DUPFD_CLOEXEC, firstNumberAside());
+    if (aside == -1) {
+        fcntl(fd, F_SETFD, FD_CLOEXEC);
+        return fd;
+    }
+    const int saved = errno;
+    syscall(SYS_close, fd);
+    errno = saved;
+    return aside;
+}
+
+void rememberOwnDescriptor(int fd, const FileIdentity& identity) {
+    for (OwnDescriptor& slot : ownDescriptors) {
+        int expected = none;
+        if (!slot.fd.compare_exchange_strong(expected, beingFilled, std::memory_order_relaxed)) {
+            continue;
+        }
+        slot.device.store(identity.device, std::memory_order_relaxed);
+        slot.inode.store(identity.inode, std::memory_order_relaxed);
+        slot.fd.store(fd, std::memory_order_release);
+        return;
+    }
+}
+
+void forgetOwnDescriptor(int fd) {
+    for (OwnDescriptor& slot : ownDescriptors) {
+        int expected = fd;
+        if (slot.fd.compare_exchange_strong(expected, none, std::memory_order_relaxed)) return;
+    }
+}
+
+bool isOwnDescriptor(int fd) {
+    if (fd < 0) return false;
+    for (const OwnDescriptor& slot : ownDescriptors) {
+        if (slot.fd.load(std::memory_order_acquire) != fd) continue;
+        const FileIdentity identity = slot.identity();
+        return identity == FileIdentity{} || identity == fileIdentity(fd);
+    }
+    return false;
+}
+
+FileIdentity fileIdentity(int fd) {
+    struct stat status {};
+    const int saved = errno;
+    const bool isOpen = fstat(fd, &status) == 0;
+    errno = saved;
+    return isOpen ? FileIdentity{status.st_dev, status.st_ino} : FileIdentity{};
+}
