@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 namespace veltra::testing {
 
 namespace {
@@ -15,14 +17,18 @@ serve() {
     servers="$servers $!"
 }
 free_port() {
-    python3 -c 'import socket; s = socket.create_server(("127.0.0.1", 0)); print(s.getsockname()[1])'
+    python3 - "${1:-127.0.0.1}" <<'END'
+import socket, sys
+family = socket.AF_INET6 if ":" in sys.argv[1] else socket.AF_INET
+print(socket.create_server((sys.argv[1], 0), family=family).getsockname()[1])
+END
 }
 wait_for() {
-    python3 - "$1" <<'END'
+    python3 - "${2:-127.0.0.1}" "$1" <<'END'
 import socket, sys, time
 while True:
     try:
-        socket.create_connection(("127.0.0.1", int(sys.argv[1]))).close()
+        socket.create_connection((sys.argv[1], int(sys.argv[2]))).close()
         break
     except ConnectionRefusedError:
         time.sleep(0.01)
@@ -30,16 +36,31 @@ END
 }
 )sh";
 
+std::map<std::string, std::string> filesOf(const Shell& shell) {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : std::filesystem::directory_iterator(shell.folder())) {
+        const std::string name = entry.path().filename();
+        if (entry.is_regular_file()) files[name] = shell.file(name);
+    }
+    return files;
+}
+
 }  // namespace
 
-AppRun runBothWays(const std::string& script) {
+AppRun runRecorded(const std::string& script) {
     AppRun result;
-    result.bare = run(functions + ("AGENT=\n" + script));
     Shell shell(functions + ("AGENT=\"$RECORD -o recording --\"\n" + script));
     result.recorded = shell.wait();
-    result.recording = parseRecording(shell.file("recording"));
-    EXPECT_EQ(result.bare.exitStatus, 0) << result.bare.errors;
+    result.files = filesOf(shell);
+    result.recording = parseRecording(result.files["recording"]);
     EXPECT_EQ(result.recorded.exitStatus, 0) << result.recorded.errors;
+    return result;
+}
+
+AppRun runBothWays(const std::string& script) {
+    AppRun result = runRecorded(script);
+    result.bare = run(functions + ("AGENT=\n" + script));
+    EXPECT_EQ(result.bare.exitStatus, 0) << result.bare.errors;
     EXPECT_EQ(result.recorded.output, result.bare.output);
     EXPECT_EQ(result.recorded.errors, result.bare.errors);
     return result;

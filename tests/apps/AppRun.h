@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -14,11 +15,18 @@ struct AppRun {
     Outcome bare;
     Outcome recorded;
     std::vector<RecordedMessage> recording;
+    std::map<std::string, std::string>
+        files;  // what the recorded run leaves in its folder, by name
 };
 
 // Runs the script both ways and fails the test unless both end well and print the same. A function
-// `free_port` prints a TCP port that nobody listens on, `wait_for PORT` waits until somebody does,
+// `free_port [ADDRESS]` prints a TCP port that nobody listens on, `wait_for PORT [ADDRESS]` waits
+// until somebody does (the address is 127.0.0.1 if none is given), `serve COMMAND` starts a server,
 // and what the script leaves running is ended with it.
 AppRun runBothWays(const std::string& script);
+
+// Runs it under the agent only, for what must not end as it would without, and fails the test
+// unless it ends well.
+AppRun runRecorded(const std::string& script);
 
 }  // namespace veltra::testing
