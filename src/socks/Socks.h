@@ -111,5 +111,6 @@ VELTRA_EXPORT extern int debugServerActive;
 VELTRA_EXPORT extern char
     initializationDone;  // set from the beginning: the debug server is switched off
 
-// Connects to the debug server, unless initializationDone is set.
+// Connects to the debug server, unless initializationDone is set. Takes at most connectMaxTimeout
+// seconds. A server that cannot be reached, reads too slowly or goes away gets no lines any more.
 void initializeDebugServer();

@@ -1,8 +1,12 @@
+#include <poll.h>
+#include <time.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
 #include "base/SignalBlock.h"
+#include "base/ownDescriptors.h"
 #include "base/realFunctions.h"
 #include "base/traceUtils.h"
 #include "socks/Socks.h"
@@ -14,6 +18,16 @@ constinit int debugServerActive = 0;
 constinit char initializationDone = 1;
 
 namespace {
+
+// How long the application may be kept waiting, in the whole life of the process, for a server that
+// does not read as fast as lines are made. A server that has used it up, or whose connection broke,
+// gets no more lines: behind one that is missing or cut they would mislead whoever reads them.
+constexpr timeval longestSend = {1, 0};
+constexpr int wholePatience = 1000;  // milliseconds
+constinit std::atomic<int> patience{wholePatience};
+
+// Tells the connection from whatever the application may open under its number after closing it.
+constinit FileIdentity connectionIdentity{};
 
 void traceInactive() {
     x_disp(TRACE_INFO, "****************************");
@@ -35,12 +49,20 @@ void readPort() {
     if (port != 0) debugPortVal = port;
 }
 
+// The system gives up a connect or send that takes longer.
+void limitWaits(const timeval& longest) {
+    Initsetsockopt();
+    const auto set = setsockopt_ptr.load(std::memory_order_relaxed);
+    if (set != nullptr) set(debugSocket, SOL_SOCKET, SO_SNDTIMEO, &longest, sizeof(longest));
+}
+
 int connectDebugSocket() {
     sockaddr_in server{};
     server.sin_family = AF_INET;
     server.sin_port = True_htons(static_cast<std::uint16_t>(debugPortVal));
     server.sin_addr.s_addr = True_inet_addr(debugIpVal);
-    debugSocket = True_socket(2, 1, 6);
+    debugSocket = moveDescriptorAside(True_socket(2, 1, 6));
+    limitWaits({connectMaxTimeout.load(std::memory_order_relaxed), 0});
     return True_connect(debugSocket, reinterpret_cast<const struct sockaddr*>(&server),
                         sizeof(server));
 }
@@ -56,6 +78,32 @@ bool isConnectedAfterWait() {
     return True_select(0, &readable, &writable, nullptr, &timeout) == 1;
 }
 
+int elapsedMilliseconds(const timespec& start) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int>((now.tv_sec - start.tv_sec) * 1000 +
+                            (now.tv_nsec - start.tv_nsec) / 1000000);
+}
+
+// True when the connection takes more bytes, or is broken, which a send then finds out. Waits for
+// room as long as there is patience.
+bool hasRoom() {
+    pollfd server = {debugSocket, POLLOUT, 0};
+    if (poll(&server, 1, 0) != 0) return true;
+    timespec start{};
+    clock_gettime(CLOCK_MONOTONIC, &start);
+    const int left = patience.load(std::memory_order_relaxed);
+    const bool found = poll(&server, 1, left) > 0;
+    patience.store(left - elapsedMilliseconds(start) - 1, std::memory_order_relaxed);
+    return found;
+}
+
+bool sendLine(const char* line) {
+    if (fileIdentity(debugSocket) != connectionIdentity) return false;
+    const std::size_t length = std::strlen(line);
+    return hasRoom() && SignalBlock::send(debugSocket, line, length) == static_cast<ssize_t>(length);
+}
+
 }  // namespace
 
 void initializeDebugServer() {
@@ -68,6 +116,8 @@ void initializeDebugServer() {
     if (debugIpVal == nullptr) return traceInactive();
     readPort();
     traceActive();
+    // Lines that other threads trace meanwhile must not wait for the connection.
+    patience.store(0, std::memory_order_relaxed);
     if (connectDebugSocket() == -1) {
         const int error = True_WSAGetLastError();
         if (error != EAGAIN) {
@@ -84,12 +134,16 @@ void initializeDebugServer() {
         }
         x_disp(TRACE_INFO, "connect() ok after some time....");
     }
+    limitWaits(longestSend);
+    connectionIdentity = fileIdentity(debugSocket);
+    rememberOwnDescriptor(debugSocket, connectionIdentity);
+    patience.store(wholePatience, std::memory_order_release);
     x_disp(TRACE_INFO, "connect() done on debug server");
 }
 
 void sendDebugMessage(const char* line) {
-    if (debugSocket == -1) return;
-    const int callersError = True_WSAGetLastError();
-    if (SignalBlock::send(debugSocket, line, std::strlen(line)) == -1)
-        True_WSASetLastError(callersError);
+    if (debugSocket == -1 || patience.load(std::memory_order_acquire) <= 0) return;
+    const int callersError = errno;
+    if (!sendLine(line)) patience.store(0, std::memory_order_relaxed);
+    errno = callersError;
 }

@@ -1,12 +1,15 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/ioctl.h>
+#include <poll.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <thread>
 
 #include "socks/Socks.h"
+#include "support/ListeningServer.h"
 #include "support/RealCalls.h"
 #include "support/TraceLog.h"
 #include "tools/TemporaryFolder.h"
@@ -14,6 +17,7 @@
 namespace {
 
 using Lines = std::vector<std::string>;
+using veltra::testing::ListeningServer;
 using veltra::testing::ReplacedCall;
 using veltra::testing::TraceLog;
 
@@ -56,51 +60,10 @@ int scriptedSelect(int count, fd_set* readable, fd_set* writable, fd_set* except
     return waitResult;
 }
 
-// A listener on a loopback port of its own.
-class Server {
-public:
-    Server() : listener_(socket(AF_INET, SOCK_STREAM, 0)) {
-        sockaddr_in own{};
-        own.sin_family = AF_INET;
-        own.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        bind(listener_, reinterpret_cast<const sockaddr*>(&own), sizeof(own));
-        listen(listener_, 1);
-        socklen_t length = sizeof(own);
-        getsockname(listener_, reinterpret_cast<sockaddr*>(&own), &length);
-        port_ = ntohs(own.sin_port);
-    }
-    ~Server() {
-        if (connection_ != -1) close(connection_);
-        close(listener_);
-    }
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-
-    int port() const { return port_; }
-
-    void accept() { connection_ = ::accept(listener_, nullptr, nullptr); }
-
-    // What has arrived by now: on the loopback interface all that was sent.
-    std::string take() {
-        std::string text(100000, '\0');
-        const ssize_t count = recv(connection_, text.data(), text.size(), MSG_DONTWAIT);
-        text.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
-        return text;
-    }
-
-    // Resets the connection, so that whatever is sent next breaks.
-    void goAway() {
-        const linger atOnce = {1, 0};
-        setsockopt(connection_, SOL_SOCKET, SO_LINGER, &atOnce, sizeof(atOnce));
-        close(connection_);
-        connection_ = -1;
-    }
-
-private:
-    int listener_;
-    int port_ = 0;
-    int connection_ = -1;
-};
+ssize_t unexpectedSend(int, const void*, size_t, int) {
+    ADD_FAILURE() << "nothing is to be sent";
+    return -1;
+}
 
 class DebugServer : public testing::Test {
 protected:
@@ -121,7 +84,7 @@ protected:
     }
 
     // Starts with a server that listens.
-    void connectTo(Server& server) {
+    void connectTo(ListeningServer& server) {
         switchOn("127.0.0.1", std::to_string(server.port()));
         initializeDebugServer();
         server.accept();
@@ -239,7 +202,7 @@ TEST_F(DebugServer, TakesAnAddressThatIsNoneForAllOnes) {
 }
 
 TEST_F(DebugServer, ReceivesEveryLineByteForByte) {
-    Server server;
+    ListeningServer server;
     connectTo(server);
     const std::string port = std::to_string(server.port());
     EXPECT_EQ(log.takeLines(),
@@ -257,7 +220,7 @@ TEST_F(DebugServer, ReceivesEveryLineByteForByte) {
 }
 
 TEST_F(DebugServer, ReceivesLinesThatTheLogFileDoesNot) {
-    Server server;
+    ListeningServer server;
     connectTo(server);
     (void)server.take();
     (void)log.takeText();
@@ -271,7 +234,7 @@ TEST_F(DebugServer, ReceivesLinesThatTheLogFileDoesNot) {
 }
 
 TEST_F(DebugServer, ReceivesLinesWhoseLogFileCannotBeOpened) {
-    Server server;
+    ListeningServer server;
     connectTo(server);
     (void)server.take();
     set_file_display("/nowhere/at/all.txt", "/nowhere/at/");
@@ -282,7 +245,7 @@ TEST_F(DebugServer, ReceivesLinesWhoseLogFileCannotBeOpened) {
 TEST_F(DebugServer, ThatCannotBeReachedIsTracedOnce) {
     std::string port;
     {
-        const Server gone;
+        const ListeningServer gone;
         port = std::to_string(gone.port());
     }
     signal(SIGPIPE, SIG_DFL);
@@ -357,7 +320,7 @@ TEST_F(DebugServer, WaitsTheWholeTimeOut) {
 
 TEST_F(DebugServer, ThatGoesAwayDisturbsNobody) {
     signal(SIGPIPE, SIG_DFL);
-    Server server;
+    ListeningServer server;
     connectTo(server);
     (void)log.takeText();
     server.goAway();
@@ -373,24 +336,133 @@ TEST_F(DebugServer, ThatGoesAwayDisturbsNobody) {
     EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
 }
 
-TEST_F(DebugServer, GetsEachLineInOneSendThatIsNotRepeated) {
+TEST_F(DebugServer, GetsEachLineInOneSendAndNoMoreBehindOneThatWasCut) {
     static int sends;
     static std::string sent;
-    sends = 0;
+    static ssize_t taken;
+    ListeningServer server;
+    connectTo(server);
     const ReplacedCall<send_function> send(
         send_ptr, [](int socket, const void* line, size_t length, int flags) -> ssize_t {
             ++sends;
-            EXPECT_EQ(socket, 1000);
+            EXPECT_EQ(socket, debugSocket);
             EXPECT_EQ(flags, 0);
             sent.assign(static_cast<const char*>(line), length);
             errno = 5;
-            return 1;
+            return taken;
         });
-    debugSocket = 1000;
-    sendDebugMessage("a line\n");
-    debugSocket = -1;
-    EXPECT_EQ(sends, 1);
+    sends = 0;
+    errno = codeBefore;
+    for (const ssize_t result : {6, 7, 5}) {
+        taken = result;
+        sendDebugMessage(result == 6 ? "a line" : "a line\n");
+    }
+    EXPECT_EQ(sends, 3);
     EXPECT_EQ(sent, "a line\n");
+    taken = 7;
+    sendDebugMessage("behind\n");
+    EXPECT_EQ(sends, 3);
+    EXPECT_EQ(errno, codeBefore);
+}
+
+TEST_F(DebugServer, ThatDoesNotAcceptIsGivenUpInTheEnd) {
+    const ListeningServer server(0);
+    const sockaddr_in address = ListeningServer::loopback(server.port());
+    // The queue has room for one connection.
+    const int waiting = socket(AF_INET, SOCK_STREAM, 0);
+    connect(waiting, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    connectMaxTimeout = 1;
+    switchOn("127.0.0.1", std::to_string(server.port()));
+    errno = codeBefore;
+    initializeDebugServer();
+    EXPECT_EQ(errno, codeBefore);
+    EXPECT_EQ(log.takeLines(),
+              bannerAnd("127.0.0.1", std::to_string(server.port()),
+                        {"[ERROR]connect() failed with error code (SOCKET ERROR : 115 "
+                         "WSAEINPROGRESS : Operation already in progress):"}));
+
+    // Nobody waits again for the connection that may still come about.
+    const ReplacedCall<send_function> noSend(send_ptr, &unexpectedSend);
+    x_disp(TRACE_INFO, "only here");
+    EXPECT_EQ(log.takeLines(), Lines{"[INFO ]only here"});
+    EXPECT_EQ(errno, codeBefore);
+    close(waiting);
+}
+
+TEST_F(DebugServer, IsNotWaitedForWhileItsConnectionIsBeingMade) {
+    const ReplacedCall<connect_function> connect(
+        connect_ptr, [](int, const sockaddr*, socklen_t) -> int {
+            const ReplacedCall<send_function> noSend(send_ptr, &unexpectedSend);
+            EXPECT_NE(debugSocket, -1);
+            x_disp(TRACE_INFO, "by another thread");
+            errno = ECONNREFUSED;
+            return -1;
+        });
+    switchOn("127.0.0.1", "4711");
+    initializeDebugServer();
+    const Lines lines = log.takeLines();
+    ASSERT_EQ(lines.size(), 7U);
+    EXPECT_EQ(lines[5], "[INFO ]by another thread");
+}
+
+TEST_F(DebugServer, ThatDoesNotReadHoldsTheApplicationOnlyOnce) {
+    ListeningServer server;
+    connectTo(server);
+    std::string expected = "[INFO ]connect() done on debug server\n";
+    (void)log.takeText();
+    const std::string text(7000, 'x');
+    for (int i = 0; i < 2000; ++i)
+        x_disp(TRACE_DATA, "%d %s", i, text.c_str());
+    expected += log.takeText();
+    EXPECT_EQ(std::count(expected.begin(), expected.end(), '\n'), 2001);
+
+    // It gets no line behind the first that is missing or cut, even if it reads in the end.
+    const ReplacedCall<send_function> noSend(send_ptr, &unexpectedSend);
+    std::string received;
+    for (std::string part = server.take(); !part.empty(); part = server.take())
+        received += part;
+    sendDebugMessage("behind\n");
+    EXPECT_EQ(server.take(), "");
+    EXPECT_LT(received.size(), expected.size());
+    EXPECT_GT(received.size(), 38U);
+    EXPECT_EQ(received, expected.substr(0, received.size()));
+}
+
+TEST_F(DebugServer, ThatReadsLateIsWaitedFor) {
+    ListeningServer server;
+    connectTo(server);
+    (void)log.takeText();
+    std::string received;
+    std::thread reader([&] {
+        pollfd connection = {debugSocket, POLLOUT, 0};
+        while (poll(&connection, 1, 0) == 1)
+            std::this_thread::yield();
+        received = server.takeToEnd();
+    });
+    const std::string text(7000, 'x');
+    for (int i = 0; i < 2000; ++i)
+        x_disp(TRACE_DATA, "%d %s", i, text.c_str());
+    close(debugSocket);
+    debugSocket = -1;
+    reader.join();
+    const std::string expected = "[INFO ]connect() done on debug server\n" + log.takeText();
+    EXPECT_EQ(received.size(), expected.size());
+    EXPECT_TRUE(received == expected);
+}
+
+TEST_F(DebugServer, WhoseNumberTheApplicationTookForItselfGetsNoMoreLines) {
+    ListeningServer server;
+    connectTo(server);
+    (void)log.takeText();
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    dup2(ends[0], debugSocket);
+    x_disp(TRACE_INFO, "not for the application");
+    char byte = 0;
+    EXPECT_EQ(recv(ends[1], &byte, 1, MSG_DONTWAIT), -1);
+    EXPECT_EQ(log.takeLines(), Lines{"[INFO ]not for the application"});
+    close(ends[0]);
+    close(ends[1]);
 }
 
 }  // namespace
