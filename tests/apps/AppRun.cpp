@@ -24,15 +24,9 @@ print(socket.create_server((sys.argv[1], 0), family=family).getsockname()[1])
 END
 }
 wait_for() {
-    python3 - "${2:-127.0.0.1}" "$1" <<'END'
-import socket, sys, time
-while True:
-    try:
-        socket.create_connection((sys.argv[1], int(sys.argv[2]))).close()
-        break
-    except ConnectionRefusedError:
-        time.sleep(0.01)
-END
+    until grep -qsE ":$(printf %04X "$1") 0+:0000 0A" /proc/net/tcp /proc/net/tcp6; do
+        sleep 0.01
+    done
 }
 )sh";
 
@@ -45,6 +39,14 @@ std::map<std::string, std::string> filesOf(const Shell& shell) {
     return files;
 }
 
+std::string filesIn(const std::filesystem::path& folder) {
+    std::string text;
+    if (!std::filesystem::exists(folder)) return text;
+    for (const auto& file : std::filesystem::directory_iterator(folder))
+        text += contentOf(file);
+    return text;
+}
+
 }  // namespace
 
 AppRun runRecorded(const std::string& script) {
@@ -53,6 +55,7 @@ AppRun runRecorded(const std::string& script) {
     result.recorded = shell.wait();
     result.files = filesOf(shell);
     result.recording = parseRecording(result.files["recording"]);
+    result.trace = filesIn(shell.folder() / "trace");
     EXPECT_EQ(result.recorded.exitStatus, 0) << result.recorded.errors;
     return result;
 }

@@ -99,6 +99,13 @@ std::string conversationWith(const std::vector<RecordedMessage>& recording, int 
     return data;
 }
 
+std::string kindsOf(const std::vector<RecordedMessage>& recording) {
+    std::string kinds;
+    for (const RecordedMessage& message : recording)
+        kinds += (kinds.empty() ? "" : " ") + message.kind;
+    return kinds;
+}
+
 long count(const std::vector<RecordedMessage>& recording, const std::string& kind) {
     return std::count_if(recording.begin(), recording.end(),
                          [&](const RecordedMessage& message) { return message.kind == kind; });

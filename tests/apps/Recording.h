@@ -24,6 +24,9 @@ std::vector<RecordedMessage> parseRecording(const std::string& text);
 std::string conversationWith(const std::vector<RecordedMessage>& recording, int port,
                              const std::string& kind);
 
+// The kinds of all messages, one after the other, with a blank between.
+std::string kindsOf(const std::vector<RecordedMessage>& recording);
+
 // How many messages are of this kind.
 long count(const std::vector<RecordedMessage>& recording, const std::string& kind);
 
