@@ -95,9 +95,3 @@ bool MessageBuffers::areReadable(int error) const {
         return readableLength(buffer.iov_base, buffer.iov_len) == buffer.iov_len;
     });
 }
-
-TracedText tracedText(const void* buffer) {
-    if (buffer == nullptr) return {INT_MAX, "(null)"};
-    const auto* const text = static_cast<const char*>(buffer);
-    return {static_cast<int>(std::min<size_t>(readableTextLength(text), INT_MAX)), text};
-}

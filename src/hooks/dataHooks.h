@@ -7,6 +7,7 @@
 #include "hooks/HookErrorCode.h"
 #include "hooks/HookSocket.h"
 #include "hooks/hookStamps.h"
+#include "hooks/tracedText.h"
 
 // True when the socket's data is recorded; else traces that it is not, and why.
 bool isDataRecorded(const SOCKETINFO* record, const char* hookName, int callNumber, int fd);
@@ -51,11 +52,3 @@ struct MessageBuffers {
     // one of them, none is looked at.
     bool areReadable(int error) const;
 };
-
-// The buffer as a trace shows it: a text up to its zero byte, whatever length was sent. Print it
-// with "%.*s".
-struct TracedText {
-    int length;
-    const char* text;
-};
-TracedText tracedText(const void* buffer);

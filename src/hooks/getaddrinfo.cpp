@@ -4,6 +4,7 @@
 #include "hooks/HookSocket.h"
 #include "hooks/hookStamps.h"
 #include "hooks/lookUpMessages.h"
+#include "hooks/tracedText.h"
 
 namespace {
 
@@ -22,6 +23,21 @@ void recordElement(const LookUp& lookUp, const addrinfo& element, const addrinfo
     sendToRecorder(message);
 }
 
+// A look-up that fails may not have read the texts.
+void traceResult(int callNumber, int result, int error, const char* node, const char* service) {
+    if (!isTraceWritten(result != 0 ? TRACE_WARNI : TRACE_RET)) return;
+    const TracedText shownNode = tracedText(node);
+    const TracedText shownService = tracedText(service);
+    if (result != 0) {
+        x_disp(TRACE_WARNI, "[%d]getaddrinfo (ERROR : %d %s : %s) nodename : %.*s\t servname %.*s",
+               callNumber, result, getSocketErrorKind(error), getSocketErrorMsg(error),
+               shownNode.length, shownNode.text, shownService.length, shownService.text);
+    } else {
+        x_disp(TRACE_RET, "[%d]getaddrinfo (OK) nodename : %.*s\t servname %.*s", callNumber,
+               shownNode.length, shownNode.text, shownService.length, shownService.text);
+    }
+}
+
 }  // namespace
 
 int Mygetaddrinfo(const char* node, const char* service, const struct addrinfo* hints,
@@ -32,14 +48,8 @@ int Mygetaddrinfo(const char* node, const char* service, const struct addrinfo* 
     if (socketInitialized.load(std::memory_order_acquire) == 0) initializeSocketPointers();
     x_disp(TRACE_CALL, "[%d]getaddrinfo ", callNumber);
     const int result = error.around([&] { return True_getaddrinfo(node, service, hints, res); });
-    if (result != 0) {
-        x_disp(TRACE_WARNI, "[%d]getaddrinfo (ERROR : %d %s : %s) nodename : %s\t servname %s",
-               callNumber, result, getSocketErrorKind(error.code()),
-               getSocketErrorMsg(error.code()), node, service);
-        return result;
-    }
-    x_disp(TRACE_RET, "[%d]getaddrinfo (OK) nodename : %s\t servname %s", callNumber, node,
-           service);
+    traceResult(callNumber, result, error.code(), node, service);
+    if (result != 0) return result;
     const char* const name = node != nullptr ? node : service;
     for (const addrinfo* element = *res; element != nullptr; element = element->ai_next) {
         recordElement(lookUp, *element, **res, name);

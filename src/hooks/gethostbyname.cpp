@@ -1,20 +1,42 @@
 #include <cstring>
 
 #include "base/addressText.h"
+#include "base/applicationMemory.h"
 #include "base/traceUtils.h"
 #include "hooks/HookErrorCode.h"
 #include "hooks/HookSocket.h"
 #include "hooks/lookUpMessages.h"
+#include "hooks/tracedText.h"
 
 namespace {
 
 void recordFailure(const LookUp& lookUp, const char* name, int error) {
     RecorderMessage message(RecorderMessageKind::addrinfo, lookUp.numbers.callNumber);
     setLookUpHeader(message, lookUp);
-    message.set(RecorderMessageAttribute::name, name, 0);
+    // The real call may have failed without reading the name.
+    if (readableLength(name, 1) != 0) {
+        message.set(RecorderMessageAttribute::name, name,
+                    static_cast<int>(readableTextLength(name)));
+    }
     message.set(RecorderMessageAttribute::returnValue, 0LL);
     message.set(RecorderMessageAttribute::error, error);
     sendToRecorder(message);
+}
+
+void traceResult(int callNumber, const char* name, const struct hostent* host, int error) {
+    if (!isTraceWritten(host == nullptr ? TRACE_WARNI : TRACE_RET)) return;
+    const TracedText shown = tracedText(name);
+    if (host == nullptr) {
+        x_disp(TRACE_WARNI,
+               "[%d]gethostbyname (0 return value : %d %s : %s) (\"%.*s\") returns 0x%lX, "
+               "ret->h_name=%s",
+               callNumber, error, getSocketErrorKind(error), getSocketErrorMsg(error), shown.length,
+               shown.text, 0UL, "<null>");
+    } else {
+        x_disp(TRACE_RET, "[%d]gethostbyname (OK) (\"%.*s\") returns 0x%lX, ret->h_name=%s",
+               callNumber, shown.length, shown.text, reinterpret_cast<unsigned long>(host),
+               host->h_name != nullptr ? host->h_name : "<null>");
+    }
 }
 
 // One address of the host, or the host without an address.
@@ -48,18 +70,11 @@ struct hostent* Mygethostbyname(const char* name) {
     if (socketInitialized.load(std::memory_order_acquire) == 0) initializeSocketPointers();
     x_disp(TRACE_CALL, "[%d]gethostbyname ", callNumber);
     struct hostent* const host = error.around([&] { return True_gethostbyname(name); });
+    traceResult(callNumber, name, host, error.code());
     if (host == nullptr) {
-        x_disp(TRACE_WARNI,
-               "[%d]gethostbyname (0 return value : %d %s : %s) (\"%s\") returns 0x%lX, "
-               "ret->h_name=%s",
-               callNumber, error.code(), getSocketErrorKind(error.code()),
-               getSocketErrorMsg(error.code()), name, 0UL, "<null>");
         recordFailure(lookUp, name, error.code());
-        return host;
+    } else {
+        recordHosts(lookUp, name, *host);
     }
-    x_disp(TRACE_RET, "[%d]gethostbyname (OK) (\"%s\") returns 0x%lX, ret->h_name=%s", callNumber,
-           name, reinterpret_cast<unsigned long>(host),
-           host->h_name != nullptr ? host->h_name : "<null>");
-    recordHosts(lookUp, name, *host);
     return host;
 }

@@ -2,6 +2,7 @@
 #include "hooks/HookErrorCode.h"
 #include "hooks/HookSocket.h"
 #include "hooks/hookStamps.h"
+#include "hooks/tracedText.h"
 #include "recording/AgentInterface.h"
 
 // Look-ups that are traced and announced, but not recorded.
@@ -14,7 +15,9 @@ int Mygethostname(char* name, size_t length) {
     x_disp(TRACE_INFO, "<NOT_RECORDED_HOOK> %s", "gethostname");
     const int result = error.around([&] { return True_gethostname(name, length); });
     if (result == 0) {
-        x_disp(TRACE_RET, "[%d]gethostname (OK): \"%s\"", callNumber, name);
+        // The name ends without a zero byte where the buffer is just long enough.
+        const TracedText shown = tracedText(name, length);
+        x_disp(TRACE_RET, "[%d]gethostname (OK): \"%.*s\"", callNumber, shown.length, shown.text);
     } else {
         x_disp(TRACE_RET, "[%d]gethostname (SOCKET ERROR : %d %s : %s):", callNumber, error.code(),
                getSocketErrorKind(error.code()), getSocketErrorMsg(error.code()));

@@ -2,9 +2,11 @@
 #include <cstring>
 
 #include "HookTest.h"
+#include "support/HalfReadable.h"
 
 namespace {
 
+using veltra::testing::HalfReadable;
 using veltra::testing::ReplacedCall;
 
 constexpr int codeBefore = 77;
@@ -202,6 +204,24 @@ TEST_F(GetAddrInfo, ThatFailsIsTracedWithTheErrorCodeAndNotWithItsResult) {
                                   "nodename : (null)\t servname smtp"}));
 }
 
+// The real call looks at its flags before it looks at the texts.
+TEST_F(GetAddrInfo, ThatFailsShowsOfItsTextsWhatCanBeRead) {
+    const HalfReadable memory;
+    char* const cut = static_cast<char*>(std::memcpy(memory.last(3), "abc", 3));
+    answer = EAI_BADFLAGS;
+    lookUp(cut, memory.unreadable());
+    lookUp(memory.unreadable(), nullptr);
+    lookUp(nullptr, cut);
+    const std::string failure = "]getaddrinfo (ERROR : -1 ????? : unknown code) ";
+    EXPECT_EQ(
+        takeTrace(),
+        (Lines{"[CALL ][1]getaddrinfo ", "[WARNI][1" + failure + "nodename : abc\t servname ",
+               "[CALL ][2]getaddrinfo ", "[WARNI][2" + failure + "nodename : \t servname (null)",
+               "[CALL ][3]getaddrinfo ",
+               "[WARNI][3" + failure + "nodename : (null)\t servname abc"}));
+    EXPECT_EQ(takeMessages(), Lines{});
+}
+
 TEST_F(GetAddrInfo, GivesAllItsMessagesTheStampOfItsBeginning) {
     getCurrentTimePtr = [] {
         static long long now = 0x1000;
@@ -309,6 +329,31 @@ TEST_F(GetHostByName, ThatFailsRecordsTheName) {
     EXPECT_EQ(takeMessages(), Lines{message});
 }
 
+TEST_F(GetHostByName, ThatFailsShowsAndRecordsOfTheNameWhatCanBeRead) {
+    const HalfReadable memory;
+    find(static_cast<char*>(std::memcpy(memory.last(3), "abc", 3)));
+    find(memory.unreadable());
+    find(nullptr);
+    find("");
+    const auto message = [](const char* ticket, const char* name) {
+        return R"(<addrinfo timestamp_I8="T" ticket_I4=")" + std::string(ticket) + "\"" + name +
+               "/>";
+    };
+    const Lines messages = {message("1", R"( name_AS="abc")"), message("2", ""), message("3", ""),
+                            message("4", R"( name_AS="")")};
+    const auto failure = [](const char* number, const char* name) {
+        return "[WARNI][" + std::string(number) +
+               "]gethostbyname (0 return value : 5 ????? : unknown code) (\"" + name +
+               "\") returns 0x0, ret->h_name=<null>";
+    };
+    EXPECT_EQ(takeTrace(),
+              (Lines{"[CALL ][1]gethostbyname ", failure("1", "abc"), dataTrace(1, messages[0]),
+                     "[CALL ][2]gethostbyname ", failure("2", ""), dataTrace(2, messages[1]),
+                     "[CALL ][3]gethostbyname ", failure("3", "(null)"), dataTrace(3, messages[2]),
+                     "[CALL ][4]gethostbyname ", failure("4", ""), dataTrace(4, messages[3])}));
+    EXPECT_EQ(takeMessages(), messages);
+}
+
 TEST_F(GetHostByName, BeginsItsMessagesWithTheClockOfTheRecorderCore) {
     getCurrentTimePtr = [] { return 0x1092LL; };
     find("n");
@@ -344,6 +389,20 @@ TEST_F(AnnouncedLookUp, HostNameIsTraced) {
     EXPECT_EQ(called([&] { return Mygethostname(name_, sizeof(name_)); }), 0);
     EXPECT_STREQ(name_, "the-host");
     expectAnnounced("gethostname", " (OK): \"the-host\"");
+}
+
+// A name that just fits has no zero byte behind it.
+TEST_F(AnnouncedLookUp, HostNameEndsWithItsBuffer) {
+    const ReplacedCall<gethostname_function> unterminated(gethostname_ptr,
+                                                          [](char* name, size_t length) -> int {
+                                                              codeSeen = errno;
+                                                              std::memset(name, 'x', length);
+                                                              errno = leftCode;
+                                                              return 0;
+                                                          });
+    name_[3] = '!';
+    EXPECT_EQ(called([&] { return Mygethostname(name_, 3); }), 0);
+    expectAnnounced("gethostname", " (OK): \"xxx\"");
 }
 
 TEST_F(AnnouncedLookUp, HostNameThatFailsIsTracedAsResult) {
