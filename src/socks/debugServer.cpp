@@ -61,7 +61,7 @@ int connectDebugSocket() {
     server.sin_family = AF_INET;
     server.sin_port = True_htons(static_cast<std::uint16_t>(debugPortVal));
     server.sin_addr.s_addr = True_inet_addr(debugIpVal);
-    debugSocket = moveDescriptorAside(True_socket(2, 1, 6));
+    debugSocket = True_socket(2, 1, 6);
     limitWaits({connectMaxTimeout.load(std::memory_order_relaxed), 0});
     return True_connect(debugSocket, reinterpret_cast<const struct sockaddr*>(&server),
                         sizeof(server));
@@ -76,6 +76,25 @@ bool isConnectedAfterWait() {
     if (debugSocket < FD_SETSIZE) FD_SET(debugSocket, &readable);
     fd_set writable = readable;
     return True_select(0, &readable, &writable, nullptr, &timeout) == 1;
+}
+
+// Where the connection fails, errno is what it leaves.
+bool isDebugServerConnected(int callersError) {
+    if (connectDebugSocket() != -1) return true;
+    const int error = True_WSAGetLastError();
+    if (error != EAGAIN) {
+        x_disp(TRACE_ERROR, "connect() failed with error code (SOCKET ERROR : %d %s : %s):", error,
+               getSocketErrorKind(error), getSocketErrorMsg(error));
+        True_WSASetLastError(callersError);
+        return false;
+    }
+    if (!isConnectedAfterWait()) {
+        x_disp(TRACE_ERROR, "connect() timeout expired");
+        True_WSASetLastError(ECONNREFUSED);
+        return false;
+    }
+    x_disp(TRACE_INFO, "connect() ok after some time....");
+    return true;
 }
 
 int elapsedMilliseconds(const timespec& start) {
@@ -101,7 +120,8 @@ bool hasRoom() {
 bool sendLine(const char* line) {
     if (fileIdentity(debugSocket) != connectionIdentity) return false;
     const std::size_t length = std::strlen(line);
-    return hasRoom() && SignalBlock::send(debugSocket, line, length) == static_cast<ssize_t>(length);
+    return hasRoom() &&
+           SignalBlock::send(debugSocket, line, length) == static_cast<ssize_t>(length);
 }
 
 }  // namespace
@@ -118,22 +138,11 @@ void initializeDebugServer() {
     traceActive();
     // Lines that other threads trace meanwhile must not wait for the connection.
     patience.store(0, std::memory_order_relaxed);
-    if (connectDebugSocket() == -1) {
-        const int error = True_WSAGetLastError();
-        if (error != EAGAIN) {
-            x_disp(TRACE_ERROR,
-                   "connect() failed with error code (SOCKET ERROR : %d %s : %s):", error,
-                   getSocketErrorKind(error), getSocketErrorMsg(error));
-            True_WSASetLastError(callersError);
-            return;
-        }
-        if (!isConnectedAfterWait()) {
-            x_disp(TRACE_ERROR, "connect() timeout expired");
-            True_WSASetLastError(ECONNREFUSED);
-            return;
-        }
-        x_disp(TRACE_INFO, "connect() ok after some time....");
-    }
+    const bool isConnected = isDebugServerConnected(callersError);
+    const int error = True_WSAGetLastError();
+    debugSocket = moveDescriptorAside(debugSocket);
+    True_WSASetLastError(error);
+    if (!isConnected) return;
     limitWaits(longestSend);
     connectionIdentity = fileIdentity(debugSocket);
     rememberOwnDescriptor(debugSocket, connectionIdentity);

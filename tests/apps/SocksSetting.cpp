@@ -15,17 +15,17 @@ echo "$port" > port
 mkdir site
 seq 1 2000 > site/page
 serve python3 -m http.server --bind "$address" --directory site "$port"
-wait_for "$port" "$address"
+wait_for "$port"
 )sh";
 
 constexpr const char* microsocks = R"sh(
 serve sh -c 'exec microsocks -i "$1" -p "$2" 2>log' - "$address" "$socks"
-wait_for "$socks" "$address"
+wait_for "$socks"
 )sh";
 
 constexpr const char* microsocksWithPassword = R"sh(
 serve microsocks -i "$address" -p "$socks" -u somebody -P secret
-wait_for "$socks" "$address"
+wait_for "$socks"
 )sh";
 
 std::string danted(const std::string& verdict) {
@@ -41,7 +41,7 @@ socks )sh" +
            verdict + R"sh( { from: 0/0 to: 0/0 log: connect error }
 END
 serve /usr/sbin/danted -f danted.conf -p danted.pid
-wait_for "$socks" "$address"
+wait_for "$socks"
 )sh";
 }
 
