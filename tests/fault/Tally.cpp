@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <set>
@@ -84,8 +85,10 @@ Tally countsOf(const ProbeOutcome& outcome) {
     Tally counts;
     for (const std::string& line : outcome.output) {
         const std::size_t colon = line.find(": ");
-        if (colon != std::string::npos)
-            counts[line.substr(0, colon)] = std::stoul(line.substr(colon + 2));
+        if (colon == std::string::npos) continue;
+        const std::string value = line.substr(colon + 2);
+        if (std::all_of(value.begin(), value.end(), [](char c) { return c >= '0' && c <= '9'; }))
+            counts[line.substr(0, colon)] = std::stoul(value);
     }
     return counts;
 }

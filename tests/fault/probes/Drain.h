@@ -34,7 +34,10 @@ public:
         : answers_(answers), listener_(peer::listening(ipv4("127.0.0.1", 0))) {
         thread_ = quietThread([this] { serve(); });
     }
-    ~Drain() { stop(); }
+    ~Drain() {
+        stop();
+        syscall(SYS_close, listener_);
+    }
     Drain(const Drain&) = delete;
     Drain& operator=(const Drain&) = delete;
 
