@@ -41,10 +41,23 @@ sigset_t blockSignals() {
     return previous;
 }
 
+Cancellability disableCancellation() {
+    Cancellability before{};
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before.state);
+    pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &before.type);
+    return before;
+}
+
+// The type last: a thread that ends in pthread_setcancelstate has no result that says so.
+void restoreCancellation(const Cancellability& before) {
+    pthread_setcancelstate(before.state, nullptr);
+    pthread_setcanceltype(before.type, nullptr);
+}
+
 // A handler that comes before the block is in place still finds no lock held.
-SignalBlock::SignalBlock() : mask_{}, cancelState_(0) {
+SignalBlock::SignalBlock() : mask_{}, cancellability_{} {
     if (signalBlockDepth == 0) {
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState_);
+        cancellability_ = disableCancellation();
         mask_ = blockSignals();
     }
     ++signalBlockDepth;
@@ -53,7 +66,7 @@ SignalBlock::SignalBlock() : mask_{}, cancelState_(0) {
 SignalBlock::~SignalBlock() {
     if (--signalBlockDepth != 0) return;
     pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
-    pthread_setcancelstate(cancelState_, nullptr);
+    restoreCancellation(cancellability_);
 }
 
 ssize_t SignalBlock::send(int fd, const void* bytes, std::size_t length) {

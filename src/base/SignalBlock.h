@@ -9,6 +9,17 @@
 // back with pthread_sigmask.
 sigset_t blockSignals();
 
+// A thread's cancellation as it was.
+struct Cancellability {
+    int state;
+    int type;
+};
+
+// Keep this thread from being cancelled, and let it be cancelled as before: one that was cancelled
+// in between then ends here if its type is asynchronous, and at its next cancellation point if not.
+Cancellability disableCancellation();
+void restoreCancellation(const Cancellability& before);
+
 // How many SignalBlocks this thread is inside. An entry point that is reached meanwhile (by the
 // handler of a signal that an instruction raised, by an allocator, at a fork) goes straight to the
 // real function: the thread may hold any of the agent's locks.
@@ -32,5 +43,5 @@ public:
 
 private:
     sigset_t mask_;
-    int cancelState_;
+    Cancellability cancellability_;
 };

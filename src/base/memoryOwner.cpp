@@ -29,6 +29,10 @@ OwnerWord* makeOwnerWord() {
 
 }  // namespace
 
+void claimMemory() {
+    isMemoryBorrowed();
+}
+
 bool isMemoryBorrowed() {
     const int savedErrno = errno;
     OwnerWord* word = ownerWord.load(std::memory_order_acquire);

@@ -5,6 +5,7 @@
 
 #include "base/CriticalSection.h"
 #include "base/agentMemory.h"
+#include "base/memoryOwner.h"
 #include "base/utils.h"
 #include "entry/sockentry.h"
 #include "recording/AgentInterface.h"
@@ -76,6 +77,7 @@ void afterForkInChild() {
     for (CriticalSection* const lock : allLocks()) {
         if (lock != nullptr) AllocCriticalSectionBase(lock);
     }
+    claimMemory();
     dropUnwrittenLines();
     endOtherThreadsConnects();
     AgentInterface* const recorder = getAgentInterface();

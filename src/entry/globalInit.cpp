@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "base/SignalBlock.h"
+#include "base/memoryOwner.h"
 #include "base/utils.h"
 #include "entry/crashHandler.h"
 #include "entry/forkHandlers.h"
@@ -92,6 +93,7 @@ void installCrashHandler() {
 // allocator's or the loader's locks held by its own thread.
 void startUpWithoutSignals() {
     const sigset_t previous = blockSignals();
+    claimMemory();
     registerForkHandlers();
     installCrashHandler();
     resolveHookedFunctions();
@@ -117,13 +119,12 @@ void GlobalInit() {
     }
     startingThread.store(pthread_self(), std::memory_order_relaxed);
     // A thread that is cancelled in here would leave the others waiting.
-    int cancelState = PTHREAD_CANCEL_ENABLE;
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState);
+    const Cancellability before = disableCancellation();
     startUpWithoutSignals();
     initializeStartup();
     announceStartUpOver();
-    pthread_setcancelstate(cancelState, nullptr);
     errno = savedErrno;
+    restoreCancellation(before);
 }
 
 void prepareCall() {

@@ -1,5 +1,3 @@
-#include <pthread.h>
-
 #include <algorithm>
 #include <array>
 #include <csignal>
@@ -12,7 +10,7 @@ namespace {
 struct OwnConnect {
     SOCKETINFO* record;
     const void* frame;
-    int cancelState;
+    Cancellability cancellability;
     bool isLocked;
 };
 constexpr std::size_t mostOwnConnects = 4;
@@ -36,7 +34,7 @@ bool isOnSignalStack() {
 void endNewestOwnConnect() {
     const OwnConnect& own = ownConnects[--ownConnectCount];
     if (own.isLocked) EndCriticalSectionBase(&own.record->connectionLock);
-    pthread_setcancelstate(own.cancelState, nullptr);
+    restoreCancellation(own.cancellability);
 }
 
 // A handler may have left a connect by a jump: its frame then lies below the one that asks.
@@ -68,8 +66,7 @@ bool lock_connection(SOCKETINFO* record, int callNumber) {
     }
     // Noted first, for a handler that comes before the lock is there.
     OwnConnect& own = ownConnects[ownConnectCount++];
-    own = {record, frame, PTHREAD_CANCEL_ENABLE, false};
-    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &own.cancelState);
+    own = {record, frame, disableCancellation(), false};
     StartCriticalSectionBase(lock);
     own.isLocked = true;
     return true;

@@ -68,6 +68,9 @@ public:
                 expect(close(client) == 0);
             }));
         }
+        // A child that is forked before anybody called has an agent of its own.
+        while (sends_ == 0)
+            std::this_thread::yield();
     }
     ~BusyThreads() {
         ending_ = true;
