@@ -1,5 +1,6 @@
 #include "base/SignalBlock.h"
 
+#include <poll.h>
 #include <pthread.h>
 #include <time.h>
 
@@ -45,6 +46,9 @@ Cancellability disableCancellation() {
     Cancellability before{};
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before.state);
     pthread_setcanceltype(PTHREAD_CANCEL_DEFERRED, &before.type);
+    // One that is on its way all the same would strike in the agent's next system call. The C
+    // library waits for it at the end of this one.
+    if (before.type == PTHREAD_CANCEL_ASYNCHRONOUS) poll(nullptr, 0, 0);
     return before;
 }
 
