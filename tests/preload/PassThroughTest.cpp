@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "ExpectedText.h"
 
@@ -156,6 +157,47 @@ TEST(LookUpOfHosts, RecordsIpv6AndServicesButNoFailure) {
                      dataTrace(2, service), "[CALL ][3]getaddrinfo ",
                      "[WARNI][3]getaddrinfo (ERROR : -2 ????? : unknown code) nodename : not an "
                      "address\t servname (null)"}));
+}
+
+TEST(ExportedLookUps, AreRecordedAndAnnouncedForWhoeverCallsThem) {
+    ProbeSettings settings = probe("passThrough", "exported-look-ups");
+    settings.nextLibrary = "";
+    const ProbeOutcome outcome = runWithAgent(settings);
+    char ownName[300] = "";
+    ASSERT_EQ(gethostname(ownName, sizeof(ownName)), 0);
+    ASSERT_EQ(outcome.output.size(), 8U);
+    // Where the C library keeps the entry.
+    const std::string entry = outcome.output[2];
+    EXPECT_EQ(outcome.output,
+              (Lines{"host: 1 errno 77", "10.1.2.3 2", entry, "own name: 0 errno 77", ownName,
+                     outcome.output[5], outcome.output[6], "addresses: 0 errno 77"}));
+
+    // The look-up that starts the agent has its ticket already.
+    std::string process = processMessage;
+    process.replace(process.find("ticket_I4=\"1"), 12, "ticket_I4=\"2");
+    const std::string host =
+        found("1", R"(family_AS="AF_INET" name_AS="10.1.2.3" ip_AS="10.1.2.3")");
+    const Lines announced = {notRecordedMessage("4", "gethostname"),
+                             notRecordedMessage("6", "getservbyname"),
+                             notRecordedMessage("8", "getservbyport")};
+    const std::string address =
+        found("9", R"(family_AS="AF_INET" name_AS="10.4.5.6" ip_AS="10.4.5.6")");
+    EXPECT_EQ(outcome.messages, joined({{process, host}, announced, {address}}));
+    EXPECT_EQ(
+        traceAfterStartUp(outcome),
+        (Lines{
+            "[CALL ][1]gethostbyname ",
+            "[RET  ][1]gethostbyname (OK) (\"10.1.2.3\") returns " + entry +
+                ", ret->h_name=10.1.2.3",
+            dataTrace(0, process), dataTrace(1, host), "[CALL ][2]gethostname ",
+            announcement("gethostname"),
+            "[RET  ][2]gethostname (OK): \"" + std::string(ownName) + "\"",
+            dataTrace(3, announced[0]), "[CALL ][4]getservbyname ", announcement("getservbyname"),
+            "[RET  ][4]getservbyname (OK):", dataTrace(5, announced[1]), "[CALL ][6]getservbyport ",
+            announcement("getservbyport"),
+            "[RET  ][6]getservbyport (OK):", dataTrace(7, announced[2]), "[CALL ][8]getaddrinfo ",
+            "[RET  ][8]getaddrinfo (OK) nodename : 10.4.5.6\t servname 80",
+            dataTrace(8, address)}));
 }
 
 }  // namespace

@@ -165,6 +165,30 @@ void lookUpStream() {
     lookUp("not an address", nullptr, &hints);
 }
 
+// The look-ups that the agent exports, for programs that call them by their own names.
+void exportedLookUps() {
+    const auto byName = probe::exported<hostent* (*)(const char*)>("Mygethostbyname");
+    const auto ownName = probe::exported<int (*)(char*, size_t)>("Mygethostname");
+    const auto service = probe::exported<servent* (*)(const char*, const char*)>("Mygetservbyname");
+    const auto port = probe::exported<servent* (*)(int, const char*)>("Mygetservbyport");
+    const auto addresses = probe::exported<decltype(&getaddrinfo)>("Mygetaddrinfo");
+    const hostent* found = nullptr;
+    report("host", [&] { return (found = byName("10.1.2.3")) != nullptr; });
+    std::printf("%s %d\n", inet_ntoa(*reinterpret_cast<in_addr*>(found->h_addr_list[0])),
+                found->h_addrtype);
+    std::printf("0x%lX\n", reinterpret_cast<unsigned long>(found));
+    char name[300] = "";
+    report("own name", [&] { return ownName(name, sizeof(name)); });
+    std::printf("%s\n", name);
+    report("service", [&] { return service("no such service", "tcp") == nullptr; });
+    report("port", [&] { return port(htons(1), "no such protocol") == nullptr; });
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* list = nullptr;
+    report("addresses", [&] { return addresses("10.4.5.6", "80", &hints, &list); });
+    freeaddrinfo(list);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -177,5 +201,6 @@ int main(int argc, char** argv) {
                                {"bad-names", badNames},
                                {"silent", silent},
                                {"look-up-address", lookUpAddress},
-                               {"look-up-stream", lookUpStream}});
+                               {"look-up-stream", lookUpStream},
+                               {"exported-look-ups", exportedLookUps}});
 }

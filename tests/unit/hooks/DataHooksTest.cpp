@@ -86,6 +86,19 @@ TEST(ReceivedData, AreNoMoreThanTheBufferHoldsWhenTheResultCountsMore) {
               R"(<receive data_AS="")");
 }
 
+TEST(PossibleUdp, IsWrittenForThatProtocolAlone) {
+    const auto written = [](int protocol) {
+        const SOCKETINFO* const record = createSocketInfo(31, AF_INET, SOCK_DGRAM, 0, protocol);
+        RecorderMessage message(RecorderMessageKind::send, 0);
+        setPossibleUdp(message, record);
+        return std::string(message.toString());
+    };
+    EXPECT_EQ(written(17), R"(<send info_AS="POSSIBLE_UDP")");
+    EXPECT_EQ(written(6), "<send");
+    EXPECT_EQ(written(0), "<send");
+    cleanSocketInfo();
+}
+
 TEST(MessageBuffersOf, ASuccessfulCallAreTheHeaders) {
     iovec buffers[] = {{nullptr, 3}, {nullptr, 0}, {nullptr, 4}};
     msghdr header{};

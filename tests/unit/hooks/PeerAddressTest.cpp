@@ -87,6 +87,17 @@ TEST_F(PeerAddressOf, ALengthWithoutAnAreaHasRoomForEveryAddress) {
     EXPECT_EQ(takenFrom(peer), 128U);
 }
 
+TEST_F(PeerAddressOf, AShortLengthWithoutAnAreaIsReplacedAndHandedBack) {
+    for (const socklen_t few : {0U, 8U, 15U}) {
+        socklen_t length = few;
+        PeerAddress peer(nullptr, &length);
+        EXPECT_NE(peer.length(), &length);
+        EXPECT_EQ(*peer.length(), 16U);
+        peer.copyLengthBack();
+        EXPECT_EQ(length, 16U);
+    }
+}
+
 TEST_F(PeerAddressOf, ABadLengthWithoutAnAreaIsNoError) {
     socklen_t negative = 0xFFFFFFFF;
     PeerAddress ofNegative(nullptr, &negative);

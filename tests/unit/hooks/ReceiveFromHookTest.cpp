@@ -217,6 +217,24 @@ TEST_F(ReceiveFrom, TakesItsTicketAndStampsWithTheData) {
     EXPECT_EQ(takeTrace()[2], "[CALL ][2]recvfrom \tsocket : 1f");
 }
 
+TEST_F(ReceiveFrom, TracesItsResultByTheKindThatItHas) {
+    socklen_t length = 16;
+    debugLvl = 1 << TRACE_WARNI;
+    receive(&length);
+    EXPECT_EQ(takeTrace(), Lines{});
+    receive(&length, -1, ENOTCONN);
+    EXPECT_EQ(takeTrace(),
+              Lines{"[WARNI][2]recvfrom (SOCKET ERROR : 107 WSAENOTCONN : Socket is not connected) "
+                    ":\tsocket : 1f\t len = 5,\t flags = 3,\t buf = 0xBUFFER\t from = 0xAREA\t "
+                    "fromlen 16"});
+    debugLvl = 1 << TRACE_RET;
+    receive(&length, -1, ENOTCONN);
+    EXPECT_EQ(takeTrace(), Lines{});
+    receive(&length);
+    EXPECT_EQ(takeTrace(), Lines{"[RET  ][4]recvfrom (OK) :\tsocket : 1f\t len = 5,\t flags = "
+                                 "3,\t buf = 0xBUFFER\t from = 0xAREA\t fromlen 16"});
+}
+
 TEST_F(ReceiveFrom, OnADatagramSocketIsTracedOnly) {
     createSocketInfo(fd, AF_INET, SOCK_DGRAM, 0, 17);
     socklen_t length = 16;

@@ -6,10 +6,15 @@ namespace {
 using namespace datagram;
 using veltra::testing::ReplacedCall;
 
+// What the agent hands on where the caller has no destination is as large as any address.
+bool isAgentsOwn = false;
+sockaddr_storage destinationSeen;
+
 ssize_t scriptedSendto(int socket, const void* buffer, size_t size, int flags,
                        const sockaddr* address, socklen_t length) {
     codeSeen = errno;
     handed = {socket, buffer, size, flags, address, length, nullptr};
+    if (isAgentsOwn) std::memcpy(&destinationSeen, address, sizeof(destinationSeen));
     errno = leftCode;
     return answer;
 }
@@ -18,6 +23,7 @@ class SendTo : public DatagramHook {
 protected:
     void sendTo(const sockaddr* to, socklen_t length, ssize_t result = 5, int code = 5,
                 size_t size = 5) {
+        isAgentsOwn = to == nullptr;
         call(result, code, [&] { return Mysendto(fd, buffer, size, 3, to, length); });
         EXPECT_EQ(handed.size, size);
         EXPECT_EQ(handed.flags, 3);
@@ -73,11 +79,18 @@ TEST_F(SendTo, HandsOnAnAddressWhereThereIsNone) {
     expectSent("");
 }
 
-TEST_F(SendTo, HandsOnAnyLengthWithoutADestination) {
-    sendTo(nullptr, 16, -1, EINVAL);
-    EXPECT_NE(handed.address, nullptr);
-    sendTo(nullptr, 28, -1, EINVAL);
-    EXPECT_NE(handed.address, nullptr);
+TEST_F(SendTo, HandsOnAnyLengthWithoutADestinationAndRecordsAnEmptyOne) {
+    for (const socklen_t length : {16U, 28U}) {
+        std::memset(&destinationSeen, 'x', sizeof(destinationSeen));
+        sendTo(nullptr, length, -1, EINVAL);
+        ASSERT_NE(handed.address, nullptr);
+        const sockaddr_storage nothing{};
+        EXPECT_EQ(std::memcmp(&destinationSeen, &nothing, sizeof(nothing)), 0);
+    }
+    std::string second = sentMessage(R"( family_AS="AF_UNSPEC" error_I4="16")");
+    second.replace(second.find("ticket_I4=\"1"), 12, "ticket_I4=\"2");
+    EXPECT_EQ(takeMessages(),
+              (Lines{sentMessage(R"( family_AS="AF_UNSPEC" error_I4="16")"), second}));
 }
 
 TEST_F(SendTo, HandsOnTheLengthOfTheLongestAddressWithoutADestination) {
