@@ -89,6 +89,14 @@ TEST(Crash, NamesTheLibraryAtTheAddress) {
     framesIn(output);
 }
 
+TEST(Crash, ShowsTheBareAddressOfCodeThatIsInNoLibrary) {
+    const Lines output = runCrash("outside-libraries").output;
+    expectCrashAt(output, 2, "SigSEV @ (nil) ");
+    const Lines frames = framesIn(output);
+    ASSERT_GT(frames.size(), 2U);
+    EXPECT_EQ(frames[2], output[1]);
+}
+
 TEST(Crash, InADeepStackPrints100Frames) {
     const Lines output = runCrash("deep-stack").output;
     expectCrashAt(output, 1, "SigSEV @ (nil) ");

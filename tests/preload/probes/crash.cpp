@@ -1,5 +1,7 @@
 // Ways to crash.
 
+#include <sys/mman.h>
+
 #include <csignal>
 #include <cstdlib>
 
@@ -45,6 +47,18 @@ void insideLibrary() {
     writeTo(address);
 }
 
+// In code that belongs to no file, as a compiler at run time makes it: a write through a null
+// pointer.
+void outsideLibraries() {
+    makeACall();
+    const unsigned char code[] = {0xC6, 0x04, 0x25, 0, 0, 0, 0, 'x', 0xC3};
+    void* const page =
+        mmap(nullptr, 4096, PROT_READ | PROT_WRITE | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    std::memcpy(page, code, sizeof(code));
+    std::printf("       @ %p \n", page);
+    reinterpret_cast<void (*)()>(page)();
+}
+
 [[gnu::noinline]] int recurse(int depth) {
     if (depth == 0) writeTo(probe::nowhere);
     const int deeper = depth == 0 ? 0 : recurse(depth - 1);
@@ -85,6 +99,7 @@ int main(int argc, char** argv) {
                               {{"null-pointer", nullPointer},
                                {"inside-symbol", insideSymbol},
                                {"inside-library", insideLibrary},
+                               {"outside-libraries", outsideLibraries},
                                {"deep-stack", deepStack},
                                {"before-any-call", beforeAnyCall},
                                {"bus-error", [] { endWith(SIGBUS); }},
