@@ -17,14 +17,15 @@ struct Request {
     int length;
 };
 
-int failWith(int status, int error) {
+// Leaves the error code behind.
+int endWith(int status, int error) {
     True_WSASetLastError(error);
     return status;
 }
 
 int malformed(int& socksError) {
     socksError = EPROTONOSUPPORT;
-    return failWith(SOCKS_FAILED, ECONNREFUSED);
+    return endWith(SOCKS_FAILED, ECONNREFUSED);
 }
 
 // The status after a handshake that did not connect.
@@ -34,13 +35,13 @@ int handShakeFailure(int handShake) {
             return SOCKS_NOT_APPLICABLE;
         case SOCKS_FAILED:
             x_disp(TRACE_ERROR, "Socks connect failed (wrong handshake)");
-            return failWith(SOCKS_FAILED, ECONNREFUSED);
+            return endWith(SOCKS_FAILED, ECONNREFUSED);
         case SOCKS_SERVER_UNREACHABLE:
             x_disp(TRACE_ERROR, "Socks connect failed (socks server unreachable)");
-            return failWith(SOCKS_SERVER_UNREACHABLE, ECONNREFUSED);
+            return endWith(SOCKS_SERVER_UNREACHABLE, ECONNREFUSED);
         default:
             x_disp(TRACE_ERROR, "Socks connect failed (wrong return code : %d)", handShake);
-            return failWith(SOCKS_FAILED, ECONNREFUSED);
+            return endWith(SOCKS_FAILED, ECONNREFUSED);
     }
 }
 
@@ -122,7 +123,7 @@ int refuse(int reply, int& socksError) {
     const Refusal& refusal = reply > lastRefusal ? unknownRefusal : refusals[reply - 1];
     x_disp(TRACE_ERROR, "%s", refusal.text);
     socksError = refusal.socksError;
-    return failWith(SOCKS_REFUSED, refusal.error);
+    return endWith(SOCKS_REFUSED, refusal.error);
 }
 
 // The address and port that the server connects from: read and traced, but of no use here.
@@ -150,8 +151,9 @@ int readBoundAddress(int fd, int& socksError) {
     }
     unsigned char port[2] = {};
     if (!receiveSomeData(fd, port, 2, socksError, "redirect port")) return SOCKS_FAILED;
+    const int leftBehind = True_WSAGetLastError();
     x_disp(TRACE_INFO, "* socks server routed  (%d)", port[0] * 256 + port[1]);
-    return SOCKS_CONNECTED;
+    return endWith(SOCKS_CONNECTED, leftBehind);
 }
 
 int readReply(int fd, int& socksError) {
@@ -183,7 +185,7 @@ int requestConnection(int fd, const struct sockaddr* destination, int& socksErro
     Request request;
     if (!buildRequest(destination, request)) {
         socksError = EAFNOSUPPORT;
-        return failWith(SOCKS_FAILED, ECONNREFUSED);
+        return endWith(SOCKS_FAILED, ECONNREFUSED);
     }
     traceRequest(request);
     if (!sendRequest(fd, request, socksError)) return SOCKS_FAILED;
