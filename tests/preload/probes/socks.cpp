@@ -7,14 +7,15 @@
 #include <string>
 #include <thread>
 
+#include "Answers.h"
 #include "Peer.h"
 
 using probe::report;
 
 namespace {
 
-int open() {
-    return probe::reportDescriptor("socket", [] { return socket(AF_INET, SOCK_STREAM, 0); });
+int open(int family = AF_INET) {
+    return probe::reportDescriptor("socket", [=] { return socket(family, SOCK_STREAM, 0); });
 }
 
 // Static, because its address shows in the trace.
@@ -24,11 +25,16 @@ const sockaddr_in& destination() {
     return address;
 }
 
+template <typename Address>
+void connectTo(int client, const Address& address) {
+    report("connect", [&] { return connect(client, probe::generic(address), sizeof(address)); });
+    probe::tellPort("LOCAL", peer::portOf(client));
+}
+
 int connectToDestination() {
     const sockaddr_in& address = destination();
     const int client = open();
-    report("connect", [&] { return connect(client, probe::generic(address), sizeof(address)); });
-    probe::tellPort("LOCAL", peer::portOf(client));
+    connectTo(client, address);
     return client;
 }
 
@@ -38,6 +44,39 @@ void closeIt(int client) {
 
 void connectAndClose() {
     closeIt(connectToDestination());
+}
+
+// The agent cannot close the socket.
+void closeFails() {
+    const sockaddr_in& address = destination();
+    const int client = open();
+    probe::answerNext("close", client, -1, EBADF);
+    connectTo(client, address);
+    closeIt(client);
+}
+
+// The agent's connect does not come to an end; its second one does.
+void connectPending() {
+    const int listener = peer::listening(probe::ipv4("127.0.0.1", 0));
+    const sockaddr_in server = probe::ipv4("127.0.0.1", peer::portOf(listener));
+    probe::tellPort("SERVER", peer::portOf(listener));
+    probe::tellAddress("DESTINATION", &server);
+    const int client = open();
+    probe::answerNext("connect", client, -1, EINPROGRESS);
+    connectTo(client, server);
+    closeIt(client);
+}
+
+void connectIpv6() {
+    const sockaddr_in6 address = probe::ipv6("2001:db8::12:7", 443);
+    probe::tellAddress("DESTINATION", &address);
+    const int client = open(AF_INET6);
+    connectTo(client, address);
+    sockaddr_in6 peer{};
+    socklen_t length = sizeof(peer);
+    report("getpeername", [&] { return getpeername(client, probe::generic(peer), &length); });
+    std::printf("peer is the destination: %d\n", std::memcmp(&peer, &address, length) == 0 ? 1 : 0);
+    closeIt(client);
 }
 
 void exchange() {
@@ -143,6 +182,9 @@ void sendDuringConnect() {
 int main(int argc, char** argv) {
     return probe::runScenario(argc, argv,
                               {{"connect", connectAndClose},
+                               {"close-fails", closeFails},
+                               {"pending", connectPending},
+                               {"ipv6", connectIpv6},
                                {"exchange", exchange},
                                {"peer", askForThePeer},
                                {"send-during-connect", sendDuringConnect}});
