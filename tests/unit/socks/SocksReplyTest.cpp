@@ -174,6 +174,19 @@ TEST_F(SocksReply, RepeatsEveryReadAndLeavesTheCodeOfThat) {
     EXPECT_EQ(log.takeLines(), expected);
 }
 
+TEST_F(SocksReply, WhatFollowsTheReplyIsTheApplications) {
+    const std::string ipv6Reply = bytes(5, 0, 0, 4) + std::string(18, '\1');
+    for (const std::string& reply : {routedReply, ipv6Reply}) {
+        SocksServer server({socksAcceptance, {socksIpv4Request, reply + "hello"}});
+        useServer(AF_INET, server.port());
+        const int fd = open(AF_INET);
+        EXPECT_EQ(connectTo10_1_2_3(), 1);
+        char text[6] = "";
+        EXPECT_EQ(::recv(fd, text, sizeof(text), 0), 5);
+        EXPECT_STREQ(text, "hello");
+    }
+}
+
 // Its own mode comes back before the request: the reads of the reply poll.
 TEST_F(SocksReply, OnANonBlockingSocketReadsTheReplyInItsOwnMode) {
     SocksServer server({socksAcceptance, {socksIpv4Request, routedReply}});
