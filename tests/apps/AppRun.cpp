@@ -18,9 +18,17 @@ serve() {
 }
 free_port() {
     python3 - "${1:-127.0.0.1}" <<'END'
-import socket, sys
+import errno, random, socket, sys
 family = socket.AF_INET6 if ":" in sys.argv[1] else socket.AF_INET
-print(socket.create_server((sys.argv[1], 0), family=family).getsockname()[1])
+while True:
+    # Below those that the system gives to other tests' sockets meanwhile.
+    port = random.randrange(20000, 32000)
+    try:
+        socket.create_server((sys.argv[1], port), family=family).close()
+        break
+    except OSError as error:
+        if error.errno != errno.EADDRINUSE: raise
+print(port)
 END
 }
 wait_for() {
