@@ -215,9 +215,9 @@ TEST(Socks, AnotherThreadsSendWaitsUntilTheExchangeIsOver) {
     const auto released = std::find(outcome.trace.begin(), outcome.trace.end(), unlockTrace);
     ASSERT_NE(released, outcome.trace.end());
     const auto waiting =
-        std::find(outcome.trace.begin(), released, "[INFO ][3]** socket locked (waiting) : 4 **");
+        std::find(outcome.trace.begin(), released, "[INFO ][3]** socket locked (waiting) : 3 **");
     EXPECT_EQ(Lines(waiting, std::next(released)),
-              joined({{"[INFO ][3]** socket locked (waiting) : 4 **"},
+              joined({{"[INFO ][3]** socket locked (waiting) : 3 **"},
                       requestTrace(),
                       successTrace("00 00 00 00 ", "00 00 ", "0")}));
     Lines sending;
@@ -226,7 +226,7 @@ TEST(Socks, AnotherThreadsSendWaitsUntilTheExchangeIsOver) {
                         std::back_inserter(connecting), [](const std::string& line) {
                             return line.find("][3]") != std::string::npos;
                         });
-    EXPECT_EQ(sending, (Lines{"[INFO ][3]** socket unlocked : 4 **", "[CALL ][3]send \tsocket : 3",
+    EXPECT_EQ(sending, (Lines{"[INFO ][3]** socket unlocked : 3 **", "[CALL ][3]send \tsocket : 3",
                               "[RET  ][3]send (OK):\tsocket : 3\t len = 4,\t flags = 0,\t buf = "
                               "0xSENT \"late\"",
                               "[INFO ][3]send on 3 not logged (SOCKSRECORDED)"}));

@@ -26,8 +26,8 @@ Lines beginTrace(std::uint16_t port);
 Lines greetingTrace();
 Lines requestTrace();
 
-inline const std::string lockTrace = "[INFO ][2]** locking socket : 4 **";
-inline const std::string unlockTrace = "[INFO ][2]** unlocking socket : 4 **";
+inline const std::string lockTrace = "[INFO ][2]** locking socket : 3 **";
+inline const std::string unlockTrace = "[INFO ][2]** unlocking socket : 3 **";
 inline const std::string stars =
     "[INFO ]*************************************************************";
 
