@@ -3,82 +3,48 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <set>
-#include <sstream>
+
+#include "recording/RecordingReader.h"
 
 namespace veltra::testing {
 
 namespace {
 
-char byteOf(const std::string& digits) {
-    return static_cast<char>(std::stoi(digits, nullptr, 16));
-}
-
-std::string unescaped(const std::string& value) {
-    std::string bytes;
-    for (std::size_t i = 0; i < value.size(); ++i) {
-        if (value[i] == '&') {
-            bytes += byteOf(value.substr(i + 3, 2));
-            i += 5;
-        } else if (value[i] == '\\' && value[i + 1] == 'x') {
-            bytes += byteOf(value.substr(i + 2, 2));
-            i += 3;
-        } else if (value[i] == '\\') {
-            bytes += '\\';
-            ++i;
-        } else {
-            bytes += value[i];
-        }
-    }
-    return bytes;
-}
-
-// Takes ` name_TYPE="value"` at `position` apart. Returns the position behind it, or npos.
-std::size_t parseAttribute(const std::string& line, std::size_t position,
-                           RecordedMessage& message) {
-    const std::size_t quote = line.find("=\"", position);
-    if (line[position] != ' ' || quote == std::string::npos || quote < position + 5) {
-        return std::string::npos;
-    }
-    const std::size_t end = line.find('"', quote + 2);
-    if (end == std::string::npos) return end;
-    const std::string type = line.substr(quote - 3, 3);
-    if (type != "_I4" && type != "_U4" && type != "_I8" && type != "_AS") return std::string::npos;
-    message.values[line.substr(position + 1, quote - 3 - position - 1)] =
-        unescaped(line.substr(quote + 2, end - quote - 2));
-    return end + 1;
-}
-
-RecordedMessage parseMessage(const std::string& line) {
+RecordedMessage messageOf(const Event& event) {
     RecordedMessage message;
-    std::size_t position = line.find_first_of(" /");
-    if (line.empty() || line[0] != '<' || position == std::string::npos) position = line.size();
-    message.kind = line.substr(std::min<std::size_t>(1, line.size()), position - 1);
-    while (position != std::string::npos && line.compare(position, std::string::npos, "/>") != 0) {
-        position =
-            position < line.size() ? parseAttribute(line, position, message) : std::string::npos;
+    message.kind = kindName(event.kind);
+    for (const EventAttribute& attribute : event.attributes()) {
+        const char* const name = attributeName(attribute.name);
+        message.values[name] =
+            attribute.isNumber() ? std::to_string(attribute.number) : attribute.bytes;
+        if (attribute.isNumber()) message.numbers[name] = attribute.number;
     }
-    if (position == std::string::npos) ADD_FAILURE() << "not a message: " << line;
     return message;
 }
 
 }  // namespace
 
 long long RecordedMessage::number(const std::string& name) const {
-    const auto found = values.find(name);
-    if (found == values.end()) {
+    const auto found = numbers.find(name);
+    if (found == numbers.end()) {
         ADD_FAILURE() << kind << " has no " << name;
         return -1;
     }
-    return static_cast<long long>(std::strtoull(found->second.c_str(), nullptr, 16));
+    return found->second;
 }
 
 std::vector<RecordedMessage> parseRecording(const std::string& text) {
     std::vector<RecordedMessage> messages;
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);)
-        messages.push_back(parseMessage(line));
+    RecordingReader reader([&](const RecordedLine& line) {
+        if (line.damage == nullptr) {
+            messages.push_back(messageOf(*line.event));
+        } else {
+            ADD_FAILURE() << line.damage->reason << ": " << line.text;
+        }
+    });
+    reader.feed(text);
+    reader.endLine();
     return messages;
 }
 

@@ -9,7 +9,9 @@ namespace veltra::testing {
 // A recorded message taken apart.
 struct RecordedMessage {
     std::string kind;
-    std::map<std::string, std::string> values;  // by name without type; escapes are resolved
+    // By name without type.
+    std::map<std::string, std::string> values;  // all; numbers in decimal
+    std::map<std::string, long long> numbers;
 
     // A numeric attribute; fails the test and gives -1 where it is missing.
     long long number(const std::string& name) const;
