@@ -25,7 +25,7 @@ constexpr const char* footer =
     "\n"
     "The exit status is 0 if all is well, 2 if lines were damaged, and 1 if something could not "
     "be\n"
-    "read or written.\n";
+    "read or written.";
 
 struct KindName {
     const char* name;

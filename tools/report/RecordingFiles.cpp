@@ -16,10 +16,13 @@ namespace {
 
 constexpr std::size_t pieceSize = std::size_t{1} << 20U;
 
-// Asks the system about a recording. Returns whether it could tell.
+// Both ask the system about a file and return whether it could tell.
 bool describe(const std::string& recording, struct stat& status) {
     return (recording == standardInputName ? ::fstat(STDIN_FILENO, &status)
                                            : ::stat(recording.c_str(), &status)) == 0;
+}
+bool describeOutput(const std::optional<std::string>& output, struct stat& status) {
+    return (output ? ::stat(output->c_str(), &status) : ::fstat(STDOUT_FILENO, &status)) == 0;
 }
 
 [[noreturn]] void failToRead(const std::string& recording, int error) {
@@ -42,13 +45,13 @@ std::uint64_t totalSize(const std::vector<std::string>& recordings) {
     return total;
 }
 
-bool isOneOf(const std::vector<std::string>& recordings, const std::string& path) {
-    struct stat output {};
-    if (::stat(path.c_str(), &output) != 0 || !S_ISREG(output.st_mode)) return false;
+bool isOneOf(const std::vector<std::string>& recordings, const std::optional<std::string>& output) {
+    struct stat written {};
+    if (!describeOutput(output, written) || !S_ISREG(written.st_mode)) return false;
     return std::ranges::any_of(recordings, [&](const std::string& recording) {
         struct stat input {};
-        return describe(recording, input) && input.st_dev == output.st_dev &&
-               input.st_ino == output.st_ino;
+        return describe(recording, input) && input.st_dev == written.st_dev &&
+               input.st_ino == written.st_ino;
     });
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,8 +18,9 @@ std::string shownName(const std::string& recording);
 // How many bytes the recordings have together, or 0 if that cannot be told beforehand.
 std::uint64_t totalSize(const std::vector<std::string>& recordings);
 
-// Whether writing to `path` would destroy one of the recordings.
-bool isOneOf(const std::vector<std::string>& recordings, const std::string& path);
+// Whether `output`, or standard output if there is none, is the file of one of the recordings, so
+// that writing there would destroy it or never come to an end.
+bool isOneOf(const std::vector<std::string>& recordings, const std::optional<std::string>& output);
 
 // Reads one recording from its beginning to its end and hands it out piece by piece; the pieces are
 // valid during the call only. What `onBytes` throws passes through.

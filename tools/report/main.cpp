@@ -64,9 +64,9 @@ ExitStatus readInto(veltra::Report& report, const std::vector<std::string>& reco
 
 ExitStatus makeReport(const veltra::ReportCommandLine& commandLine) {
     using namespace veltra;
-    if (commandLine.outputFile && isOneOf(commandLine.recordings, *commandLine.outputFile)) {
-        throw std::runtime_error(*commandLine.outputFile +
-                                 " is a recording to be read; name another file to write to");
+    if (isOneOf(commandLine.recordings, commandLine.outputFile)) {
+        throw std::runtime_error(commandLine.outputFile.value_or("standard output") +
+                                 " is a recording to be read; write to another file");
     }
     OutputFile output(commandLine.outputFile);
     if (commandLine.kind == ReportKind::capture && output.isTerminal()) {

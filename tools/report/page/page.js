@@ -20,7 +20,7 @@
 
   const plural = (count, word) => count.toLocaleString('en') + ' ' + word + (count === 1 ? '' : 's');
   const bytesText = count => {
-    if (count < 1000) return plural(count, 'byte');
+    if (count < 1000) return count + ' B';
     for (const unit of ['kB', 'MB', 'GB']) {
       count /= 1000;
       if (count < 1000 || unit === 'GB') return count.toFixed(count < 10 ? 1 : 0) + ' ' + unit;
@@ -60,7 +60,7 @@
 
   const laneTitle = lane => lane.number === otherLane ? 'Other events'
       : (lane.begin.accepted ? 'from ' : '') + lane.begin.peer;
-  const processText = process => process === 0 ? 'unknown process' : 'process ' + process;
+  const processText = process => process === 0 ? 'unknown process' : 'pid ' + process;
   const laneText = lane => lane.number === otherLane ? plural(lane.events.length, 'event')
       : processText(lane.begin.process) + ' \u00b7 socket ' + lane.begin.socket + ' \u00b7 ' +
         '\u2191' + bytesText(lane.sent) + ' \u2193' + bytesText(lane.received);
