@@ -15,10 +15,12 @@ namespace fs = std::filesystem;
 const fs::path libraryName = "libveltra_socket_agent.so";
 const fs::path installedLauncher = fs::path(VELTRA_INSTALL_PROGRAM_DIRECTORY) / "veltra-record";
 const fs::path installedLibrary = VELTRA_INSTALL_LIBRARY_DIRECTORY / libraryName;
+const fs::path coreName = "libRecorderCore64.so";
+const fs::path installedCore = VELTRA_INSTALL_CORE_DIRECTORY / coreName;
 
 void expectUnusable(const fs::path& launcher, const std::string& reason) {
     try {
-        const std::string library = findAgentLibrary(launcher);
+        const std::string library = findAgentLibraries(launcher).agent;
         FAIL() << "found " << library;
     } catch (const Failure& failure) {
         EXPECT_EQ(failure.exitStatus(), 126);
@@ -32,26 +34,26 @@ TEST(Launcher, KnowsItsOwnFile) {
 }
 
 TEST(AgentLibrary, IsFoundInTheBuildTree) {
-    EXPECT_EQ(findAgentLibrary(VELTRA_BUILT_LAUNCHER), VELTRA_AGENT_LIBRARY);
+    EXPECT_EQ(findAgentLibraries(VELTRA_BUILT_LAUNCHER).agent, VELTRA_AGENT_LIBRARY);
 }
 
 TEST(AgentLibrary, IsFoundInAnInstalledTree) {
     const TemporaryFolder prefix;
     const fs::path library = prefix.makeFile(installedLibrary);
-    EXPECT_EQ(findAgentLibrary(prefix.path() / installedLauncher), library);
+    EXPECT_EQ(findAgentLibraries(prefix.path() / installedLauncher).agent, library);
 }
 
 TEST(AgentLibrary, IsFoundBesideTheLauncher) {
     const TemporaryFolder folder;
     const fs::path library = folder.makeFile(libraryName);
-    EXPECT_EQ(findAgentLibrary(folder.path() / "veltra-record"), library);
+    EXPECT_EQ(findAgentLibraries(folder.path() / "veltra-record").agent, library);
 }
 
 TEST(AgentLibrary, OfTheTreeIsPreferredToOneBesideTheLauncher) {
     const TemporaryFolder prefix;
     const fs::path library = prefix.makeFile(installedLibrary);
     prefix.makeFile(installedLauncher.parent_path() / libraryName);
-    EXPECT_EQ(findAgentLibrary(prefix.path() / installedLauncher), library);
+    EXPECT_EQ(findAgentLibraries(prefix.path() / installedLauncher).agent, library);
 }
 
 TEST(AgentLibrary, IsNotTakenFromAnotherTree) {
@@ -60,6 +62,31 @@ TEST(AgentLibrary, IsNotTakenFromAnotherTree) {
     const fs::path launcher = folder.path() / "elsewhere" / "veltra-record";
     expectUnusable(launcher,
                    "cannot find libveltra_socket_agent.so, which belongs to " + launcher.string());
+}
+
+TEST(RecorderCoreLibrary, IsFoundInTheBuildTree) {
+    EXPECT_EQ(findAgentLibraries(VELTRA_BUILT_LAUNCHER).core, VELTRA_CORE_LIBRARY);
+}
+
+TEST(RecorderCoreLibrary, IsFoundInAnInstalledTree) {
+    const TemporaryFolder prefix;
+    prefix.makeFile(installedLibrary);
+    const fs::path core = prefix.makeFile(installedCore);
+    EXPECT_EQ(findAgentLibraries(prefix.path() / installedLauncher).core, core);
+}
+
+TEST(RecorderCoreLibrary, IsFoundBesideTheLauncher) {
+    const TemporaryFolder folder;
+    folder.makeFile(libraryName);
+    const fs::path core = folder.makeFile(coreName);
+    EXPECT_EQ(findAgentLibraries(folder.path() / "veltra-record").core, core);
+}
+
+TEST(RecorderCoreLibrary, MayBeMissing) {
+    const TemporaryFolder prefix;
+    prefix.makeFile(installedLibrary);
+    prefix.makeFile(installedLauncher.parent_path() / coreName);
+    EXPECT_EQ(findAgentLibraries(prefix.path() / installedLauncher).core, "");
 }
 
 TEST(AgentLibrary, MustBeReadable) {

@@ -62,6 +62,12 @@ TEST_F(AgentRecording, HasTheWholeConversation) {
     EXPECT_TRUE(hasMessage("close", "socket_I8=")) << recording;
 }
 
+TEST_F(AgentRecording, HasNanosecondStamps) {
+    for (const char* kind : {"process", "connect", "send", "receive", "close"}) {
+        EXPECT_TRUE(hasMessage(kind, " timestamp_ns_I8=\"")) << kind << "\n" << recording;
+    }
+}
+
 TEST_F(AgentRecording, HasOneMessageInEachLine) {
     ASSERT_TRUE(recording.ends_with("/>\n")) << recording;
     for (std::size_t start = 0; start < recording.size();) {

@@ -8,34 +8,28 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-TEST(CommandEnvironment, NamesLibraryAndRecorder) {
+TEST(CommandEnvironment, NamesLibraryAndSettings) {
     const char* const environment[] = {"HOME=/root", "EMPTY=", nullptr};
-    EXPECT_EQ(recordedEnvironment(environment, "/lib/agent.so", 4321),
-              (Texts{"HOME=/root", "EMPTY=", "LD_PRELOAD=/lib/agent.so",
-                     "VELTRA_SOCKET_AGENT_IP_ADDRESS=127.0.0.1",
-                     "VELTRA_SOCKET_AGENT_PORT_NUMBER=4321"}));
+    EXPECT_EQ(recordedEnvironment(environment, "/lib/agent.so", {{"ONE", "1"}, {"TWO", "a=b"}}),
+              (Texts{"HOME=/root", "EMPTY=", "LD_PRELOAD=/lib/agent.so", "ONE=1", "TWO=a=b"}));
 }
 
 TEST(CommandEnvironment, PutsTheLibraryBeforeWhatIsPreloadedAlready) {
     const char* const environment[] = {"LD_PRELOAD=/lib/one.so two.so:/lib/three.so", nullptr};
-    EXPECT_EQ(recordedEnvironment(environment, "/lib/agent.so", 1).at(0),
-              "LD_PRELOAD=/lib/agent.so:/lib/one.so two.so:/lib/three.so");
+    EXPECT_EQ(recordedEnvironment(environment, "/lib/agent.so", {}),
+              Texts{"LD_PRELOAD=/lib/agent.so:/lib/one.so two.so:/lib/three.so"});
 }
 
 TEST(CommandEnvironment, TakesAnEmptyPreloadForNone) {
     const char* const environment[] = {"LD_PRELOAD=", nullptr};
-    EXPECT_EQ(recordedEnvironment(environment, "/lib/agent.so", 1).at(0),
-              "LD_PRELOAD=/lib/agent.so");
+    EXPECT_EQ(recordedEnvironment(environment, "/lib/agent.so", {}),
+              Texts{"LD_PRELOAD=/lib/agent.so"});
 }
 
-TEST(CommandEnvironment, ReplacesAnotherRecorder) {
-    const char* const environment[] = {"VELTRA_SOCKET_AGENT_PORT_NUMBER=9",
-                                       "VELTRA_SOCKET_AGENT_IP_ADDRESS=10.0.0.1",
-                                       "VELTRA_SOCKET_AGENT_DEBUG_LVL=3", nullptr};
-    EXPECT_EQ(recordedEnvironment(environment, "/lib/agent.so", 65535),
-              (Texts{"VELTRA_SOCKET_AGENT_DEBUG_LVL=3", "LD_PRELOAD=/lib/agent.so",
-                     "VELTRA_SOCKET_AGENT_IP_ADDRESS=127.0.0.1",
-                     "VELTRA_SOCKET_AGENT_PORT_NUMBER=65535"}));
+TEST(CommandEnvironment, ReplacesOtherSettingsOfTheSameNames) {
+    const char* const environment[] = {"ONE=9", "TWO", "ONEMORE=3", "TW=4", nullptr};
+    EXPECT_EQ(recordedEnvironment(environment, "/lib/agent.so", {{"TWO", ""}, {"ONE", "1"}}),
+              (Texts{"ONEMORE=3", "TW=4", "LD_PRELOAD=/lib/agent.so", "TWO=", "ONE=1"}));
 }
 
 }  // namespace

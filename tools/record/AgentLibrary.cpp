@@ -19,12 +19,14 @@ namespace fs = std::filesystem;
 struct Layout {
     const char* launcherFolder;
     const char* libraryFolder;
+    const char* coreFolder;
 };
 
 constexpr Layout layouts[] = {
-    {VELTRA_BUILD_PROGRAM_DIRECTORY, VELTRA_BUILD_LIBRARY_DIRECTORY},
-    {VELTRA_INSTALL_PROGRAM_DIRECTORY, VELTRA_INSTALL_LIBRARY_DIRECTORY},
-    {"", ""},
+    {VELTRA_BUILD_PROGRAM_DIRECTORY, VELTRA_BUILD_LIBRARY_DIRECTORY, VELTRA_BUILD_CORE_DIRECTORY},
+    {VELTRA_INSTALL_PROGRAM_DIRECTORY, VELTRA_INSTALL_LIBRARY_DIRECTORY,
+     VELTRA_INSTALL_CORE_DIRECTORY},
+    {"", "", ""},
 };
 
 // The root of the tree, provided that the launcher is where the layout says.
@@ -64,12 +66,15 @@ fs::path launcherPath() {
     return fs::canonical(reinterpret_cast<const char*>(::getauxval(AT_EXECFN)));
 }
 
-std::string findAgentLibrary(const fs::path& launcher) {
+AgentLibraries findAgentLibraries(const fs::path& launcher) {
     for (const Layout& layout : layouts) {
         const auto root = rootOf(layout, launcher);
         if (!root) continue;
-        const fs::path library = *root / layout.libraryFolder / VELTRA_AGENT_LIBRARY_NAME;
-        if (isUsableLibrary(library)) return library.string();
+        const fs::path agent = *root / layout.libraryFolder / VELTRA_AGENT_LIBRARY_NAME;
+        if (!isUsableLibrary(agent)) continue;
+        const fs::path core = *root / layout.coreFolder / VELTRA_CORE_LIBRARY_NAME;
+        const bool hasCore = ::access(core.c_str(), R_OK) == 0;
+        return {agent.string(), hasCore ? core.string() : ""};
     }
     throw Failure(exitStatusCannotExecute, "cannot find " VELTRA_AGENT_LIBRARY_NAME
                                            ", which belongs to " +

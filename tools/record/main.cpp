@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "record/AgentLibrary.h"
+#include "record/AgentSettings.h"
 #include "record/CommandEnvironment.h"
 #include "record/CommandLine.h"
 #include "record/CommandProcess.h"
@@ -25,9 +26,12 @@ void report(std::string_view error) {
 // Runs and records the command. Returns the launcher's exit status.
 int record(const veltra::CommandLine& commandLine) {
     using namespace veltra;
-    const std::string library = findAgentLibrary(launcherPath());
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): there is no other thread yet.
+    const AgentLibraries libraries = findAgentLibraries(launcherPath());
+    // NOLINTBEGIN(concurrency-mt-unsafe): there is no other thread yet.
     const char* const searchPath = std::getenv("PATH");
+    const char* const otherCore = std::getenv("VELTRA_SOCKET_AGENT_RECORDERCORE64_PATH");
+    // NOLINTEND(concurrency-mt-unsafe)
+    const std::string core = otherCore != nullptr ? otherCore : libraries.core;
     const std::string program = findProgram(commandLine.command.front(), searchPath);
     // The last of the checks, so that a mistyped command does not cost an earlier recording.
     MessageWriter recording(commandLine.recordingFile);
@@ -36,7 +40,9 @@ int record(const veltra::CommandLine& commandLine) {
     Recorder recorder([&recording](std::string_view message) { recording.write(message); });
     const pid_t command =
         startCommand(program, commandLine.command,
-                     recordedEnvironment(environ, library, recorder.port()), signals);
+                     recordedEnvironment(environ, libraries.agent,
+                                         agentSettings({"127.0.0.1", recorder.port()}, core)),
+                     signals);
     const int exitStatus = shellExitStatus(signals.waitForEnd(command));
     recorder.stop();
 
