@@ -1,15 +1,12 @@
 #include <gtest/gtest.h>
-#include <pty.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <string>
 #include <thread>
 
 #include "Shell.h"
-#include "recorder/FileDescriptor.h"
+#include "Terminal.h"
 
 namespace veltra::testing {
 
@@ -18,7 +15,7 @@ namespace {
 class LauncherSignal : public ::testing::TestWithParam<int> {};
 
 INSTANTIATE_TEST_SUITE_P(Forwarded, LauncherSignal,
-                         ::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT),
+                         ::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2),
                          [](const auto& test) { return sigabbrev_np(test.param); });
 
 TEST_P(LauncherSignal, ReachesTheCommandWhichMayGoOn) {
@@ -76,54 +73,106 @@ TEST(LauncherSignals, LearnTheExitStatusEvenWhenStartedWithChildrenIgnored) {
     EXPECT_EQ(run("exec env --ignore-signal=CHLD \"$RECORD\" sh -c 'exit 7'").exitStatus, 7);
 }
 
-// A terminal with a program in its foreground.
-class Terminal {
-public:
-    Terminal(const std::string& script, const std::filesystem::path& workingDirectory) {
-        int master = -1;
-        process_ = ::forkpty(&master, nullptr, nullptr, nullptr);
-        if (process_ == 0) {
-            if (::chdir(workingDirectory.c_str()) != 0) ::_exit(99);
-            ::execl("/bin/sh", "sh", "-c", script.c_str(), nullptr);
-            ::_exit(99);
+// The command counts what reaches it. It never sleeps, or it would take two signals for one.
+class GroupSignals : public ::testing::Test {
+protected:
+    static std::string counting(const std::string& signal) {
+        return "exec " VELTRA_LAUNCHER " -o recording sh -c 'trap \"echo " + signal +
+               " >>signals\" " + signal + "; echo >ready; until [ -e go ]; do :; done; " +
+               VELTRA_MESSAGE_SENDER " text after; exit 5'";
+    }
+
+    void waitForFile(const char* name) const {
+        while (contentOf(folder_.path() / name).empty()) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
-        master_ = FileDescriptor(master);
     }
 
-    void type(char key) const { EXPECT_EQ(::write(master_.number(), &key, 1), 1); }
-
-    int wait() const {
-        int status = 0;
-        ::waitpid(process_, &status, 0);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    void expectOnce(const std::string& signal, Terminal& terminal) const {
+        waitForFile("signals");
+        folder_.makeFile("go");
+        EXPECT_EQ(terminal.wait(), 5);
+        EXPECT_EQ(contentOf(folder_.path() / "signals"), signal + "\n");
+        EXPECT_EQ(contentOf(folder_.path() / "recording"), "after\n");
     }
 
-private:
-    pid_t process_ = -1;
-    FileDescriptor master_;
+    const TemporaryFolder folder_;
 };
 
-TEST(LauncherSignals, OfTheTerminalReachTheCommandOnce) {
-    const TemporaryFolder folder;
-    const auto waitForFile = [&folder](const char* name) {
-        while (contentOf(folder.path() / name).empty()) {
+TEST_F(GroupSignals, OfTheTerminalReachTheCommandOnce) {
+    Terminal terminal(counting("INT"), folder_.path());
+    waitForFile("ready");
+    terminal.type('\003');
+    expectOnce("INT", terminal);
+}
+
+TEST_F(GroupSignals, OfAProgramReachTheCommandOnce) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2}) {
+        const std::string signal = sigabbrev_np(number);
+        for (const char* name : {"ready", "go", "signals"}) {
+            std::filesystem::remove(folder_.path() / name);
+        }
+        Terminal terminal(counting(signal), folder_.path());
+        waitForFile("ready");
+        ::kill(-terminal.process(), number);
+        expectOnce(signal, terminal);
+    }
+}
+
+TEST_F(GroupSignals, AreToldFromThoseForTheLauncherAlone) {
+    Terminal terminal("exec " VELTRA_LAUNCHER
+                      " -o recording sh -c 'for name in INT TERM; do"
+                      " trap \"echo $name >>signals\" $name; done;"
+                      " echo >ready; until [ -e go ]; do :; done; exit 5'",
+                      folder_.path());
+    waitForFile("ready");
+    const auto waitForSignals = [this](const std::string& signals) {
+        while (contentOf(folder_.path() / "signals") != signals) {
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
         }
     };
-    // The shell never sleeps, or it would take two signals for one.
-    const Terminal terminal("exec " VELTRA_LAUNCHER
-                            " -o recording sh -c '"
-                            "trap \"echo interrupted >>interrupts\" INT; echo >ready;"
-                            "until [ -e go ]; do :; done; " VELTRA_MESSAGE_SENDER
-                            " text after; exit 5'",
-                            folder.path());
-    waitForFile("ready");
-    terminal.type('\003');
-    waitForFile("interrupts");
-    folder.makeFile("go");
+    ::kill(-terminal.process(), SIGTERM);
+    waitForSignals("TERM\n");
+    ::kill(terminal.process(), SIGINT);
+    waitForSignals("TERM\nINT\n");
+    ::kill(-terminal.process(), SIGINT);
+    waitForSignals("TERM\nINT\nINT\n");
+    ::kill(terminal.process(), SIGTERM);
+    waitForSignals("TERM\nINT\nINT\nTERM\n");
+    folder_.makeFile("go");
     EXPECT_EQ(terminal.wait(), 5);
-    EXPECT_EQ(contentOf(folder.path() / "interrupts"), "interrupted\n");
-    EXPECT_EQ(contentOf(folder.path() / "recording"), "after\n");
+    EXPECT_EQ(contentOf(folder_.path() / "signals"), "TERM\nINT\nINT\nTERM\n");
+}
+
+// When the connection to a terminal breaks, the kernel tells the leader of the session alone.
+TEST_F(GroupSignals, OfAHangUpReachTheCommandOnce) {
+    Terminal terminal(counting("HUP"), folder_.path());
+    waitForFile("ready");
+    terminal.hangUp();
+    expectOnce("HUP", terminal);
+}
+
+TEST_F(GroupSignals, AreHandedOnToACommandOfAnotherGroup) {
+    Terminal terminal("exec " VELTRA_LAUNCHER
+                      " -o recording setsid sh -c 'trap \"echo TERM >>signals\" TERM;"
+                      " echo >ready; until [ -e go ]; do :; done; exit 5'",
+                      folder_.path());
+    waitForFile("ready");
+    ::kill(-terminal.process(), SIGTERM);
+    waitForFile("signals");
+    folder_.makeFile("go");
+    EXPECT_EQ(terminal.wait(), 5);
+    EXPECT_EQ(contentOf(folder_.path() / "signals"), "TERM\n");
+}
+
+TEST_F(GroupSignals, AreNotThoseForAllProgramsOfTheLaunchersName) {
+    // Whoever goes by name or by command line finds the launcher and the command, nothing else.
+    const Outcome outcome =
+        run("exec \"$RECORD\" -o recording sh -c 'for process in $(ps -o pid= --ppid $PPID); do"
+            " cat /proc/$process/comm; tr -d \"\\\\0\" </proc/$process/cmdline | wc -c; done'");
+    const std::size_t witness = outcome.output.find("signal-witness");
+    ASSERT_NE(witness, std::string::npos) << outcome.output;
+    EXPECT_EQ(outcome.output.substr(witness), "signal-witness\n0\n");
 }
 
 }  // namespace

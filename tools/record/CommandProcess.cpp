@@ -1,15 +1,16 @@
 #include "record/CommandProcess.h"
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include "record/Failure.h"
-#include "recorder/FileDescriptor.h"
 #include "recorder/SystemCall.h"
 
 namespace veltra {
@@ -27,39 +28,37 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     return pointers;
 }
 
-// Carries the error code out of a process that could not exec. Closes by itself when it could.
-struct ErrorPipe {
-    ErrorPipe() {
+struct Pipe {
+    Pipe() {
         std::array<int, 2> ends{};
         checked(::pipe2(ends.data(), O_CLOEXEC), "cannot create a pipe");
         readEnd = FileDescriptor(ends[0]);
         writeEnd = FileDescriptor(ends[1]);
     }
 
-    // The error code, or 0 if there was none.
-    int result() {
-        writeEnd.close();
-        int error = 0;
-        ssize_t count = 0;
-        do {
-            count = ::read(readEnd.number(), &error, sizeof error);
-        } while (count < 0 && errno == EINTR);
-        return count == sizeof error ? error : 0;
-    }
-
     FileDescriptor readEnd;
     FileDescriptor writeEnd;
 };
 
+ssize_t readAgainIfInterrupted(int descriptor, void* buffer, std::size_t size) {
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor, buffer, size);
+    } while (count < 0 && errno == EINTR);
+    return count;
+}
+
 // Runs in the new process, a copy of one that has another thread: nothing here may allocate or
 // lock.
 [[noreturn]] void becomeProgram(const char* program, char* const* arguments,
-                                char* const* environment, const LauncherSignals& signals,
-                                int errorPipe) noexcept {
+                                char* const* environment, const LauncherSignals& signals, int start,
+                                int errors) noexcept {
+    char go = 0;
+    if (readAgainIfInterrupted(start, &go, sizeof go) != sizeof go) ::_exit(0);
     signals.restoreOriginal();
     ::execve(program, arguments, environment);
     const int error = errno;
-    [[maybe_unused]] const ssize_t written = ::write(errorPipe, &error, sizeof error);
+    [[maybe_unused]] const ssize_t written = ::write(errors, &error, sizeof error);
     ::_exit(exitStatusCannotExecute);
 }
 
@@ -72,20 +71,40 @@ struct ErrorPipe {
 
 }  // namespace
 
-pid_t startCommand(const std::string& program, const std::vector<std::string>& arguments,
-                   const std::vector<std::string>& environment, const LauncherSignals& signals) {
+CommandProcess::CommandProcess(std::string program, const std::vector<std::string>& arguments,
+                               const std::vector<std::string>& environment,
+                               const LauncherSignals& signals)
+    : program_(std::move(program)) {
     const std::vector<char*> argumentPointers = pointersTo(arguments);
     const std::vector<char*> environmentPointers = pointersTo(environment);
-    ErrorPipe errorPipe;
-    const pid_t process = checked(::fork(), "cannot create a process");
-    if (process == 0) {
-        becomeProgram(program.c_str(), argumentPointers.data(), environmentPointers.data(), signals,
-                      errorPipe.writeEnd.number());
+    Pipe start;
+    Pipe errors;
+    id_ = checked(::fork(), "cannot create a process");
+    if (id_ == 0) {
+        start.writeEnd.close();
+        becomeProgram(program_.c_str(), argumentPointers.data(), environmentPointers.data(),
+                      signals, start.readEnd.number(), errors.writeEnd.number());
     }
-    const int error = errorPipe.result();
-    if (error == 0) return process;
-    ::waitpid(process, nullptr, 0);
-    failToExecute(program, error);
+    start_ = std::move(start.writeEnd);
+    errors_ = std::move(errors.readEnd);
+}
+
+CommandProcess::~CommandProcess() {
+    if (isRunning_) return;
+    start_.close();
+    ::waitpid(id_, nullptr, 0);
+}
+
+void CommandProcess::run() {
+    const char go = 1;
+    checked(::write(start_.number(), &go, sizeof go) == sizeof go ? 0 : -1,
+            "cannot start the command");
+    start_.close();
+    int error = 0;
+    if (readAgainIfInterrupted(errors_.number(), &error, sizeof error) == sizeof error) {
+        failToExecute(program_, error);
+    }
+    isRunning_ = true;
 }
 
 int shellExitStatus(int waitStatus) {

@@ -1,7 +1,7 @@
 #include "record/MessageWriter.h"
 
 #include <fcntl.h>
-#include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,50 +13,34 @@ namespace veltra {
 
 namespace {
 
-FileDescriptor openRecording(const std::string& path) {
-    const int number = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+constexpr const char* standardOutput = "-";
+
+FileDescriptor openRecording(const std::optional<std::string>& path) {
+    if (!path || path == standardOutput) return {};
+    const int number = ::open(path->c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (number < 0) {
         throw Failure(exitStatusFailure,
-                      "cannot write to " + path + ": " + std::generic_category().message(errno));
+                      "cannot write to " + *path + ": " + std::generic_category().message(errno));
     }
     return FileDescriptor(number);
-}
-
-// Standard error may be a non-blocking descriptor that is shared with other programs.
-void waitUntilWritable(int output) {
-    pollfd descriptor{output, POLLOUT, 0};
-    ::poll(&descriptor, 1, -1);
-}
-
-// Writes all of it and returns 0, or the error code that prevented it.
-int writeAll(int output, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t count = ::write(output, text.data(), text.size());
-        if (count >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(count));
-        } else if (errno == EAGAIN) {
-            waitUntilWritable(output);
-        } else if (errno != EINTR) {
-            return errno;
-        }
-    }
-    return 0;
 }
 
 }  // namespace
 
 MessageWriter::MessageWriter(const std::optional<std::string>& file)
-    : file_(file ? openRecording(*file) : FileDescriptor()),
-      output_(file ? file_.number() : STDERR_FILENO),
-      name_(file.value_or("standard error")) {}
+    : file_(openRecording(file)),
+      output_(file_.isOpen() ? file_.number() : (file ? STDOUT_FILENO : STDERR_FILENO)),
+      name_(file.value_or("standard error")) {
+    if (file == standardOutput) name_ = "standard output";
+}
 
-void MessageWriter::write(std::string_view message) {
+void MessageWriter::write(std::string_view text) {
     if (error_ != 0) return;
-    if (message.ends_with('\n')) {
-        error_ = writeAll(output_, message);
+    if (text.ends_with('\n')) {
+        error_ = output_.write(text);
     } else {
         // In one piece, or the command's own output to the same place could come between.
-        error_ = writeAll(output_, std::string(message).append("\n"));
+        error_ = output_.write(std::string(text).append("\n"));
     }
 }
 
@@ -66,6 +50,11 @@ std::optional<std::string> MessageWriter::finish() {
     if (error_ == 0) return std::nullopt;
     return "cannot write the whole recording to " + name_ + ": " +
            std::generic_category().message(error_);
+}
+
+bool MessageWriter::isOnDisk() const {
+    struct stat status {};
+    return ::fstat(output_.descriptor(), &status) == 0 && S_ISREG(status.st_mode);
 }
 
 }  // namespace veltra
