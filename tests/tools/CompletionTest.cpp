@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <iterator>
 #include <sstream>
 #include <string>
@@ -24,18 +25,27 @@ Words wordsIn(const std::string& text) {
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
+std::string functionOf(std::string program) {
+    std::ranges::replace(program, '-', '_');
+    return "_" + program;
+}
+
 // What bash offers for the words of a command line (cut as bash cuts them), the last of which is to
 // be completed. There is a folder "folder", a file "file", and one program in the PATH: "prog".
 Words offered(const std::string& words) {
+    const std::string program = words.substr(0, words.find(' '));
     const Outcome outcome =
         run("exec bash -c '"
             "mkdir folder; touch file prog; chmod +x prog\n"
-            "source \"$SUBJECT\"\n"
-            "COMP_WORDS=(" +
+            "source \"$SUBJECT/" +
+                program +
+                ".bash\"\n"
+                "COMP_WORDS=(" +
                 words +
                 "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n"
-                "PATH=$PWD; _veltra_record; echo \"${COMPREPLY[@]}\"'",
-            VELTRA_COMPLETION);
+                "PATH=$PWD; " +
+                functionOf(program) + "; echo \"${COMPREPLY[@]}\"'",
+            VELTRA_COMPLETIONS);
     EXPECT_EQ(outcome.errors, "") << words;
     return wordsIn(outcome.output);
 }
@@ -75,17 +85,35 @@ TEST(BashCompletion, OffersFilesToTheCommand) {
 TEST(BashCompletion, LeavesTheCommandToItsOwnCompletion) {
     const Outcome outcome =
         run("exec bash -c '"
-            "source \"$SUBJECT\"; _command_offset() { echo \"the command is word $1\"; }\n"
+            "source \"$SUBJECT/veltra-record.bash\"; _command_offset() { echo \"the command is "
+            "word $1\"; }\n"
             "COMP_WORDS=(veltra-record -q -o x -- prog -); COMP_CWORD=6; _veltra_record'",
-            VELTRA_COMPLETION);
+            VELTRA_COMPLETIONS);
     EXPECT_EQ(outcome.output, "the command is word 5\n");
 }
 
+TEST(BashCompletion, OffersReports) {
+    EXPECT_THAT(offered("veltra-report \"\""),
+                ElementsAre("summary", "text", "json", "pcap", "html"));
+    EXPECT_THAT(offered("veltra-report -o text p"), ElementsAre("pcap"));
+    EXPECT_THAT(offered("veltra-report --v"), ElementsAre("--version"));
+}
+
+TEST(BashCompletion, OffersRecordings) {
+    for (const char* words : {"veltra-report text fi", "veltra-report -o fi",
+                              "veltra-report json -o x -- y fi", "veltra-report --output = fi"}) {
+        EXPECT_THAT(offered(words), ElementsAre("file")) << words;
+    }
+    EXPECT_THAT(offered("veltra-report --output ="), Contains("folder"));
+}
+
 TEST(BashCompletion, IsForTheProgram) {
-    EXPECT_EQ(
-        run("exec bash -c 'source \"$SUBJECT\"; complete -p veltra-record'", VELTRA_COMPLETION)
-            .output,
-        "complete -o filenames -F _veltra_record veltra-record\n");
+    for (const std::string program : {"veltra-record", "veltra-report"}) {
+        EXPECT_EQ(run("exec bash -c 'source \"$SUBJECT\"; complete -p " + program + "'",
+                      VELTRA_COMPLETIONS "/" + program + ".bash")
+                      .output,
+                  "complete -o filenames -F " + functionOf(program) + " " + program + "\n");
+    }
 }
 
 }  // namespace

@@ -42,15 +42,19 @@ protected:
 TEST_F(Package, HasExactlyTheseFiles) {
     EXPECT_EQ(output("cd tree && find . -type f | LC_ALL=C sort"),
               "./usr/bin/veltra-record\n"
+              "./usr/bin/veltra-report\n"
               "./usr/lib/veltra/veltra.recorder.core/Libraries/libRecorderCore64.so\n"
               "./usr/lib/veltra/veltra.socket.agent/Libraries/linux/x86_64/"
               "libveltra_socket_agent.so\n"
               "./usr/share/bash-completion/completions/veltra-record\n"
+              "./usr/share/bash-completion/completions/veltra-report\n"
               "./usr/share/doc/veltra-socket-agent/README.md\n"
               "./usr/share/doc/veltra-socket-agent/recording-format.md\n"
               "./usr/share/man/man1/veltra-record.1.gz\n"
+              "./usr/share/man/man1/veltra-report.1.gz\n"
               "./usr/share/man/man7/veltra-socket-agent.7.gz\n"
-              "./usr/share/zsh/vendor-completions/_veltra-record\n");
+              "./usr/share/zsh/vendor-completions/_veltra-record\n"
+              "./usr/share/zsh/vendor-completions/_veltra-report\n");
 }
 
 TEST_F(Package, RunsNothingWhenItIsInstalledOrRemoved) {
@@ -62,7 +66,8 @@ TEST_F(Package, DependsOnTheLibrariesOfItsPrograms) {
     EXPECT_THAT(output("dpkg-deb -f \"$PACKAGE\" Package Version Architecture"),
                 "Package: veltra-socket-agent\nVersion: " VELTRA_VERSION "\nArchitecture: amd64\n");
     const std::string dependencies = output("dpkg-deb -f \"$PACKAGE\" Depends");
-    for (const char* library : {"libc6 (>= ", "libcap2 (>= ", "libelf1 (>= ", "libstdc++6 (>= "}) {
+    for (const char* library :
+         {"libc6 (>= ", "libcap2 (>= ", "libelf1 (>= ", "libpcap0.8 (>= ", "libstdc++6 (>= "}) {
         EXPECT_THAT(dependencies, HasSubstr(library));
     }
 }
@@ -73,6 +78,12 @@ TEST_F(Package, RecordsWithNanoseconds) {
                              "\n<connect timestamp_ns_I8=.*"
                              "\n<send timestamp_ns_I8=.* data_AS=\"question\" length_U4=\"8\"/>"
                              "\n<close timestamp_ns_I8=[^\n]*\n"));
+}
+
+TEST_F(Package, ReportsOnWhatItRecorded) {
+    EXPECT_THAT(output("tree/usr/bin/veltra-record -o recording" + std::string(conversation) +
+                       "; tree/usr/bin/veltra-report summary recording"),
+                MatchesRegex("process  socket  peer .*\ntotal +1 connection +1 +8 +0 +0 +0\n"));
 }
 
 TEST_F(Package, SaysWhatItFoundWhere) {

@@ -19,13 +19,15 @@ constexpr int deepestNesting = 5;
 std::optional<std::string> recordingObstacle(const std::string& path, const char* searchPath) {
     std::string program = path;
     for (int depth = 0; depth <= deepestNesting; ++depth) {
-        const std::string subject = depth == 0 ? program : program + ", which runs " + path + ",";
+        std::string subject = program;
+        if (depth != 0) subject.append(", which runs ").append(path).append(",");
         const FileDescriptor file(::open(program.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
         const auto interpreter = scriptInterpreter(file.number(), searchPath);
         if (!interpreter) {
             auto obstacle = linkageObstacle(file.number());
             if (!obstacle) obstacle = privilegeObstacle(program);
-            return obstacle ? std::optional(subject + " " + *obstacle) : std::nullopt;
+            if (!obstacle) return std::nullopt;
+            return subject.append(" ").append(*obstacle);
         }
         program = *interpreter;
     }

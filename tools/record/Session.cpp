@@ -135,7 +135,7 @@ private:
         liveLine_.reset();
         if (!recorder_) return std::nullopt;
         recorder_->stop();
-        const auto writeError = recording_.finish();
+        auto writeError = recording_.finish();
         if (commandLine_.summary) {
             std::string table;
             recording_.appendSummary(table);
