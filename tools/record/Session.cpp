@@ -108,8 +108,8 @@ private:
     }
 
     void start(CommandProcess& command) {
-        signals_.hold();
         try {
+            signals_.hold();
             command.run();
         } catch (...) {
             signals_.release();
