@@ -88,6 +88,12 @@ protected:
         }
     }
 
+    static pid_t witnessOf(pid_t launcher) {
+        return std::stoi(run("ps -o pid=,comm= --ppid " + std::to_string(launcher) +
+                             " | sed -n 's/ signal-witness$//p'")
+                             .output);
+    }
+
     void expectOnce(const std::string& signal, Terminal& terminal) const {
         waitForFile("signals");
         folder_.makeFile("go");
@@ -163,6 +169,23 @@ TEST_F(GroupSignals, AreHandedOnToACommandOfAnotherGroup) {
     folder_.makeFile("go");
     EXPECT_EQ(terminal.wait(), 5);
     EXPECT_EQ(contentOf(folder_.path() / "signals"), "TERM\n");
+}
+
+// The process that tells the two apart may be stopped with the rest of its group, or be gone.
+TEST_F(GroupSignals, AreToldFromOthersByAStoppedWitness) {
+    Terminal terminal(counting("TERM"), folder_.path());
+    waitForFile("ready");
+    ::kill(witnessOf(terminal.process()), SIGSTOP);
+    ::kill(-terminal.process(), SIGTERM);
+    expectOnce("TERM", terminal);
+}
+
+TEST_F(GroupSignals, ForTheLauncherAloneAreHandedOnWithoutAWitness) {
+    Terminal terminal(counting("TERM"), folder_.path());
+    waitForFile("ready");
+    ::kill(witnessOf(terminal.process()), SIGKILL);
+    ::kill(terminal.process(), SIGTERM);
+    expectOnce("TERM", terminal);
 }
 
 TEST_F(GroupSignals, AreNotThoseForAllProgramsOfTheLaunchersName) {

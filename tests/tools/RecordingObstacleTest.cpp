@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/capability.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -136,6 +137,20 @@ TEST_F(RecordingObstacle, IsTheGroupsRightsForOthersAlone) {
         EXPECT_EQ(obstacleOf("/usr/bin/chage"),
                   "/usr/bin/chage runs with the rights of its group (set-group-ID)");
     });
+}
+
+TEST_F(RecordingObstacle, IsNoneWhereTheSystemGrantsNoRights) {
+    asOrdinaryUser([this] {
+        ASSERT_EQ(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+        EXPECT_EQ(obstacleOf("/bin/su"), std::nullopt);
+        EXPECT_EQ(obstacleOf("/usr/bin/chage"), std::nullopt);
+    });
+}
+
+TEST_F(RecordingObstacle, IsUnknownForAPipeThatNobodyWritesTo) {
+    const std::string pipe = folder_.path() / "pipe";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0700), 0);
+    EXPECT_EQ(obstacleOf(pipe), std::nullopt);
 }
 
 TEST_F(RecordingObstacle, IsNoneForAScriptWithTheBit) {

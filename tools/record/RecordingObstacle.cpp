@@ -21,7 +21,8 @@ std::optional<std::string> recordingObstacle(const std::string& path, const char
     for (int depth = 0; depth <= deepestNesting; ++depth) {
         std::string subject = program;
         if (depth != 0) subject.append(", which runs ").append(path).append(",");
-        const FileDescriptor file(::open(program.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+        const FileDescriptor file(
+            ::open(program.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
         const auto interpreter = scriptInterpreter(file.number(), searchPath);
         if (!interpreter) {
             auto obstacle = linkageObstacle(file.number());
