@@ -140,7 +140,7 @@ TEST(LauncherCommandLine, LeavesTheRecordingToAnotherRecorder) {
     Shell shell(
         "export ASAN_OPTIONS=\"$ASAN_OPTIONS:verify_asan_link_order=0\";"
         "exec \"$RECORD\" -o outer sh -c 'exec \"$RECORD\""
-        " --recorder localhost:$VELTRA_SOCKET_AGENT_PORT_NUMBER"
+        " --recorder 127.0.0.1:$VELTRA_SOCKET_AGENT_PORT_NUMBER"
         " sh -c \"$SEND text hello; exit 7\"'");
     const Outcome outcome = shell.wait();
     EXPECT_EQ(outcome.exitStatus, 7);

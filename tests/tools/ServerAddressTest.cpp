@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <netdb.h>
 #include <sys/socket.h>
 
 #include "record/Failure.h"
@@ -31,8 +32,20 @@ TEST(ServerAddress, IsAnAddressAndAPort) {
     expectServer("[2001:db8:0::1]:1", AF_INET6, "2001:db8::1", 1);
 }
 
+// A bare system may not even know this name.
 TEST(ServerAddress, IsLookedUpByItsName) {
-    expectServer("localhost:1080", AF_INET, "127.0.0.1", 1080);
+    addrinfo wanted{};
+    wanted.ai_family = AF_INET;
+    addrinfo* found = nullptr;
+    const int error = ::getaddrinfo("localhost", nullptr, &wanted, &found);
+    if (error == 0) {
+        ::freeaddrinfo(found);
+        expectServer("localhost:1080", AF_INET, "127.0.0.1", 1080);
+    } else {
+        expectRefusal(
+            "localhost:1080", AF_INET,
+            std::string("cannot find an IPv4 address of localhost: ") + ::gai_strerror(error));
+    }
 }
 
 TEST(ServerAddress, NeedsBothParts) {
