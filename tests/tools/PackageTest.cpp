@@ -49,7 +49,9 @@ TEST_F(Package, HasExactlyTheseFiles) {
               "./usr/share/bash-completion/completions/veltra-record\n"
               "./usr/share/bash-completion/completions/veltra-report\n"
               "./usr/share/doc/veltra-socket-agent/README.md\n"
-              "./usr/share/doc/veltra-socket-agent/recording-format.md\n"
+              "./usr/share/doc/veltra-socket-agent/docs/recording-format.md\n"
+              "./usr/share/doc/veltra-socket-agent/docs/report-page.png\n"
+              "./usr/share/doc/veltra-socket-agent/docs/reports.md\n"
               "./usr/share/man/man1/veltra-record.1.gz\n"
               "./usr/share/man/man1/veltra-report.1.gz\n"
               "./usr/share/man/man7/veltra-socket-agent.7.gz\n"
@@ -105,6 +107,14 @@ TEST_F(Package, HasTheRecorderCoreWhereTheAgentLooksByItself) {
                        " LD_PRELOAD=\"$agent\"" +
                        std::string(conversation)),
                 MatchesRegex("<process timestamp_ns_I8=.*\n<connect timestamp_ns_I8=.*"));
+}
+
+TEST_F(Package, HasTheDocumentsThatTheReadmeLinksTo) {
+    EXPECT_EQ(
+        output("cd tree/usr/share/doc/veltra-socket-agent;"
+               "for link in $(grep -oE '\\]\\(docs/[^)]*\\)' README.md | tr -d '()' | cut -c 2-);"
+               "do [ -e $link ] || echo \"no $link\"; done"),
+        "");
 }
 
 TEST_F(Package, HasManualsWithoutAFault) {
