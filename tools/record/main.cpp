@@ -3,7 +3,7 @@
 
 #include "record/CommandLine.h"
 #include "record/Failure.h"
-#include "record/Session.h"
+#include "record/RecordedRun.h"
 #include "record/StandardStreams.h"
 #include "record/report.h"
 
@@ -13,7 +13,7 @@ int main(int argc, char** argv) {
         reserveStandardStreams();
         const auto commandLine = readCommandLine(argc, argv);
         if (!commandLine) return 0;
-        return runSession(*commandLine, {argv, static_cast<std::size_t>(argc)});
+        return runAndRecord(*commandLine, {argv, static_cast<std::size_t>(argc)});
     } catch (const Failure& failure) {
         report(failure.what());
         return failure.exitStatus();

@@ -1,4 +1,4 @@
-#include "record/Session.h"
+#include "record/RecordedRun.h"
 
 #include <poll.h>
 #include <unistd.h>
@@ -48,9 +48,9 @@ void insistOnRecording(const CommandLine& commandLine, const std::string& progra
 }
 
 // One command and its recording.
-class Session {
+class RecordedRun {
 public:
-    Session(const CommandLine& commandLine, std::span<char* const> arguments)
+    RecordedRun(const CommandLine& commandLine, std::span<char* const> arguments)
         : commandLine_(commandLine),
           libraries_(findAgentLibraries(launcherPath())),
           program_(findProgram(commandLine.command.front(), variable("PATH"))),
@@ -183,8 +183,8 @@ private:
 
 }  // namespace
 
-int runSession(const CommandLine& commandLine, std::span<char* const> arguments) {
-    return Session(commandLine, arguments).run();
+int runAndRecord(const CommandLine& commandLine, std::span<char* const> arguments) {
+    return RecordedRun(commandLine, arguments).run();
 }
 
 }  // namespace veltra
