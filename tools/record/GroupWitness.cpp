@@ -56,6 +56,7 @@ bool takePending(int signal) {
     ::dup2(channel, 0);
     ::close_range(1, ~0U, 0);
     int signal = 0;
+    transfer(sendInteger, 0, signal);
     while (transfer(receiveInteger, 0, signal)) {
         int answer = takePending(signal) ? 1 : 0;
         if (!transfer(sendInteger, 0, answer)) break;
@@ -70,9 +71,16 @@ GroupWitness::GroupWitness(std::span<char* const> arguments) {
     checked(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()),
             "cannot create a pair of sockets");
     channel_ = FileDescriptor(ends[0]);
-    const FileDescriptor otherEnd(ends[1]);
+    FileDescriptor otherEnd(ends[1]);
     process_ = checked(::fork(), "cannot create a process");
-    if (process_ == 0) witness(otherEnd.number(), arguments);
+    if (process_ == 0) {
+        channel_.close();
+        witness(otherEnd.number(), arguments);
+    }
+    otherEnd.close();
+    // From the beginning of the command on nobody is to take the one process for the other.
+    int ready = 0;
+    transfer(receiveInteger, channel_.number(), ready);
 }
 
 GroupWitness::~GroupWitness() {
