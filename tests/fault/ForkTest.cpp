@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Tally.h"
+#include "support/Normaliser.h"
 
 namespace veltra::testing {
 
@@ -62,6 +63,26 @@ TEST_P(Fork, HandsDownNoConnectionToTheRecorder) {
                                                 {connectOf("SERVER"), 3},
                                                 {sendOf("p", 1), counts["parent sends"]},
                                                 {closeOfSocket, 3}}));
+}
+
+// A child that was forked before the start-up was far enough has its own, under its own number.
+TEST_P(Fork, DuringStartUpLosesNoMessage) {
+    const ProbeOutcome outcome = runWithAgent(forks("unfinished-start-ups", GetParam()));
+    ASSERT_TRUE(endedWell(outcome));
+    Tally counts = countsOf(outcome);
+    EXPECT_EQ(counts["failures"], 0U);
+    const std::size_t families = counts["children"];
+    Lines messages = outcome.messages;
+    for (std::string& message : messages) {
+        EXPECT_NE(valueOf(message, "pid_I4"), "0");
+        message = withoutValues(message, {"pid_I4"});
+    }
+    Tally tally = tallyOfProcesses(messages);
+    EXPECT_EQ(tally[announcementOf("listen")], 2 * families);
+    const std::size_t starts = tally[withoutValues(processOnce, {"pid_I4"})];
+    EXPECT_GE(starts, families);
+    EXPECT_LE(starts, 2 * families);
+    EXPECT_EQ(tally.size(), 2U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Traces, Fork, ::testing::Values(0, 1023));

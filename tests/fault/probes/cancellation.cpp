@@ -91,8 +91,10 @@ void connectToBusyServer(int fd) {
 char* huge = nullptr;
 
 void sendMuch(int fd) {
+    const int smallest = 1;
+    syscall(SYS_setsockopt, fd, SOL_SOCKET, SO_SNDBUF, &smallest, sizeof(smallest));
     for (;;)
-        send(fd, huge, std::size_t{1} << 16, 0);
+        send(fd, huge, 4096, 0);
 }
 
 // Calls without end, so that the cancellation hits anywhere.

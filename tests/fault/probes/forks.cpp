@@ -113,6 +113,7 @@ void storm() {
     probe::Drain peer(true);
     peer.tellPortAs("SERVER");
     const sockaddr_in server = peer.address();
+    close(socket(AF_INET, SOCK_STREAM, 0));
     std::size_t children = 0;
     {
         const BusyThreads threads(server);
@@ -172,6 +173,30 @@ void heldMessageOfChild() {
     printVerdict(1);
 }
 
+// Processes whose first call is on its way when another of their threads forks.
+void unfinishedStartUps() {
+    constexpr std::size_t count = 100;
+    for (std::size_t i = 0; i < count; ++i) {
+        const pid_t family = forkChild([i] {
+            std::atomic<bool> isStarting{false};
+            std::thread starting([&] {
+                isStarting = true;
+                announce();
+            });
+            while (!isStarting) {
+            }
+            const auto forkTime = steady_clock::now() + std::chrono::nanoseconds(i * 250);
+            while (steady_clock::now() < forkTime) {
+            }
+            const pid_t child = forkChild([] { announce(); });
+            expect(probe::exitStatusOf(child) == 0);
+            starting.join();
+        });
+        expect(probe::exitStatusOf(family) == 0);
+    }
+    printVerdict(count);
+}
+
 // Descriptors with a connection to the port.
 int connectionsTo(in_port_t port) {
     int count = 0;
@@ -208,5 +233,6 @@ int main(int argc, char** argv) {
                                {"buffered-lines", bufferedLines},
                                {"held-message", heldMessage},
                                {"held-message-of-child", heldMessageOfChild},
+                               {"unfinished-start-ups", unfinishedStartUps},
                                {"inherited-connections", inheritedConnections}});
 }
