@@ -34,11 +34,10 @@ TEST_P(Cancellation, LeavesNoLockHeldAndNoDescriptorOpen) {
     if (how().traceLevel != 0) expectWholeTrace(outcome);
 }
 
-INSTANTIATE_TEST_SUITE_P(Calls, Cancellation,
-                         ::testing::Combine(::testing::Values("read", "recv", "accept", "connect",
-                                                              "send"),
-                                            ::testing::Values("deferred", "asynchronous"),
-                                            ::testing::Values(0, 1023)));
+INSTANTIATE_TEST_SUITE_P(
+    Calls, Cancellation,
+    ::testing::Combine(::testing::Values("read", "recv", "accept", "connect", "send"),
+                       ::testing::Values("deferred", "asynchronous"), ::testing::Values(0, 1023)));
 
 // Of a thread that goes in the middle of a call nobody knows how far it came.
 class CancellationAnywhere : public ::testing::TestWithParam<std::tuple<const char*, int>> {};
@@ -69,8 +68,7 @@ TEST_P(CancelledDelivery, ToAStuckRecorderLeavesNoDescriptorOpen) {
     EXPECT_EQ(outcome.output, (Lines{"descriptors: the same", "failures: 0"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Types, CancelledDelivery,
-                         ::testing::Values("deferred", "asynchronous"));
+INSTANTIATE_TEST_SUITE_P(Types, CancelledDelivery, ::testing::Values("deferred", "asynchronous"));
 
 }  // namespace
 

@@ -27,15 +27,14 @@ TEST_P(Fork, FromBusyThreadsLeavesEveryHookToTheChildren) {
     EXPECT_EQ(counts["failures"], 0U);
     const std::size_t children = counts["children"];
     EXPECT_GT(children, 0U);
-    EXPECT_EQ(tallyOfProcesses(outcome.messages),
-              (Tally{{processOnce, 1},
-                     {connectOf("SERVER"), children + 3},
-                     {sendOf("p", 1), counts["parent sends"]},
-                     {sendOf("c", 1), children},
-                     {receiveOf("c", 1), children},
-                     {lookUp, children},
-                     {announcementOf("listen"), children},
-                     {closeOfSocket, children + 3}}));
+    EXPECT_EQ(tallyOfProcesses(outcome.messages), (Tally{{processOnce, 1},
+                                                         {connectOf("SERVER"), children + 3},
+                                                         {sendOf("p", 1), counts["parent sends"]},
+                                                         {sendOf("c", 1), children},
+                                                         {receiveOf("c", 1), children},
+                                                         {lookUp, children},
+                                                         {announcementOf("listen"), children},
+                                                         {closeOfSocket, children + 3}}));
 }
 
 TEST_P(Fork, LeavesTheHeldMessageToWhoeverSendsFirst) {
@@ -92,13 +91,13 @@ TEST(ForkTrace, HoldsTheLinesBeforeTheForkOnce) {
     ASSERT_TRUE(endedWell(outcome));
     EXPECT_EQ(outcome.output, (Lines{"children: 1", "failures: 0"}));
     const std::string failedListen = "listen (SOCKET ERROR : 9 ????? : unknown code):";
-    Lines expected = joined(
-        {startUpTrace(),
-         {"[RET  ][1]" + failedListen, processTrace(),
-          dataTrace(2, notRecordedMessage("3", "listen")),
-          "[RET  ][3]bind (SOCKET ERROR : 9 ????? : unknown code):",
-          dataTrace(4, notRecordedMessage("5", "bind")), "[RET  ][3]" + failedListen,
-          dataTrace(4, notRecordedMessage("5", "listen"))}});
+    Lines expected =
+        joined({startUpTrace(),
+                {"[RET  ][1]" + failedListen, processTrace(),
+                 dataTrace(2, notRecordedMessage("3", "listen")),
+                 "[RET  ][3]bind (SOCKET ERROR : 9 ????? : unknown code):",
+                 dataTrace(4, notRecordedMessage("5", "bind")), "[RET  ][3]" + failedListen,
+                 dataTrace(4, notRecordedMessage("5", "listen"))}});
     Lines lines = outcome.trace;
     std::sort(lines.begin(), lines.end());
     std::sort(expected.begin(), expected.end());

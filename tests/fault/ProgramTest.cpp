@@ -44,8 +44,7 @@ TEST_P(Programs, AVforkChildExecutes) {
 
 TEST_P(Programs, ASpawnedChildRuns) {
     const ProbeOutcome outcome = run("spawns");
-    EXPECT_EQ(outcome.output,
-              joined({{"from a child", "posix_spawn: 0 errno 77"}, usedAndClosed}));
+    EXPECT_EQ(outcome.output, joined({{"from a child", "posix_spawn: 0 errno 77"}, usedAndClosed}));
     expectConversation(outcome);
 }
 

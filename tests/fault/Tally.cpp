@@ -18,9 +18,9 @@ std::string neutral(const std::string& message) {
 }
 
 bool isLabelled(const std::string& line) {
-    static const std::array<std::string, 10> labels = {
-        "[ERROR]", "[INFO ]", "[HOOK ]", "[CALL ]", "[RET  ]",
-        "[WARNI]", "[DATA ]", "[LAUNC]", "[LOW  ]", "[GENER]"};
+    static const std::array<std::string, 10> labels = {"[ERROR]", "[INFO ]", "[HOOK ]", "[CALL ]",
+                                                       "[RET  ]", "[WARNI]", "[DATA ]", "[LAUNC]",
+                                                       "[LOW  ]", "[GENER]"};
     for (const std::string& label : labels) {
         if (line.rfind(label, 0) == 0) return line.find(label, 1) == std::string::npos;
     }

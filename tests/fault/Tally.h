@@ -1,7 +1,7 @@
 #pragma once
 
-// Counting what a run under load leaves: every message and every trace line whole, none lost and none
-// invented, in whatever order.
+// Counting what a run under load leaves: every message and every trace line whole, none lost and
+// none invented, in whatever order.
 
 #include <cstddef>
 #include <map>
@@ -32,12 +32,12 @@ std::string announcementOf(const std::string& name);
 // The numbers that the probe printed, by name: lines of the form "name: 12".
 Tally countsOf(const ProbeOutcome& outcome);
 
-// Fails the test unless the probe ended well and wrote nothing to standard error. Without a good end
-// the rest tells nothing.
+// Fails the test unless the probe ended well and wrote nothing to standard error. Without a good
+// end the rest tells nothing.
 bool endedWell(const ProbeOutcome& outcome);
 
-// Fails the test unless every line of the trace is a whole line of its own, and each of the messages
-// was traced exactly once.
+// Fails the test unless every line of the trace is a whole line of its own, and each of the
+// messages was traced exactly once.
 void expectWholeTrace(const ProbeOutcome& outcome);
 
 }  // namespace veltra::testing

@@ -12,8 +12,8 @@ namespace probe {
 
 inline constexpr int hangsAfterMilliseconds = 20'000;
 
-// Waits for the child's end. Returns its exit status, or -1 if it ended in another way or hangs; then
-// it is ended.
+// Waits for the child's end. Returns its exit status, or -1 if it ended in another way or hangs;
+// then it is ended.
 inline int exitStatusOf(pid_t child) {
     const long handle = syscall(SYS_pidfd_open, child, 0);
     pollfd ended{static_cast<int>(handle), POLLIN, 0};

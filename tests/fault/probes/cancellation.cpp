@@ -184,8 +184,8 @@ int listenWithFullQueue(std::vector<int>& queued) {
     syscall(SYS_listen, listener, 0);
     busyServer = probe::ipv4("127.0.0.1", peer::portOf(listener));
     for (int i = 0; i < 4; ++i) {
-        queued.push_back(peer::moveAway(
-            syscall(SYS_socket, AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)));
+        queued.push_back(
+            peer::moveAway(syscall(SYS_socket, AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0)));
         syscall(SYS_connect, queued.back(), &busyServer, sizeof(busyServer));
     }
     return listener;

@@ -1,4 +1,5 @@
-// Thousands of signals a second whose handler makes calls, while every thread makes calls of its own.
+// Thousands of signals a second whose handler makes calls, while every thread makes calls of its
+// own.
 //
 // usage: signals WORK THREADS     WORK: what the handler does besides writing to its pipe
 
