@@ -27,6 +27,11 @@ TEST_P(Descriptors, OfTheAgentSitOutOfTheProgramsWay) {
     expectAnnouncements(outcome, 2);
 }
 
+TEST_P(Descriptors, OfTheAgentLeaveSelectItsReach) {
+    const ProbeOutcome outcome = run("select-as-far-as-the-table");
+    EXPECT_EQ(outcome.output, (Lines{"select: 1 errno 77", "behind the set: untouched"}));
+}
+
 TEST_P(Descriptors, OfTheAgentAreClosedWhenAnotherProgramIsExecuted) {
     const ProbeOutcome outcome = run("closed-on-exec");
     EXPECT_EQ(outcome.output, (Lines{"still open: 0", "still open: 1", "still open: 2"}));

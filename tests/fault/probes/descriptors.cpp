@@ -4,11 +4,13 @@
 #include "Descriptors.h"
 
 #include <fcntl.h>
+#include <sys/select.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstdlib>
+#include <iterator>
 #include <string>
 #include <thread>
 
@@ -84,6 +86,27 @@ void numbers() {
     std::printf("socket: %d\n", socket(AF_INET, SOCK_STREAM, 0));
     announce();
     std::printf("open: %d\n", open("/dev/null", O_RDONLY));
+}
+
+// As many programs do it that are older than poll. The system looks at as much of each set as the
+// process's table of descriptors is long, which is not all of that number.
+void selectAsFarAsTheTable() {
+    announce();
+    struct {
+        fd_set set;
+        char behind[4096];
+    } memory;
+    std::memset(&memory, 0, sizeof(memory));
+    std::memset(memory.behind, 0xFF, sizeof(memory.behind));
+    int ends[2];
+    if (pipe(ends) != 0 || write(ends[1], "x", 1) != 1) return;
+    FD_SET(ends[0], &memory.set);
+    timeval now = {0, 0};
+    probe::report("select",
+                  [&] { return select(getdtablesize(), &memory.set, nullptr, nullptr, &now); });
+    const bool isUntouched = std::all_of(std::begin(memory.behind), std::end(memory.behind),
+                                         [](char byte) { return byte == static_cast<char>(0xFF); });
+    std::printf("behind the set: %s\n", isUntouched ? "untouched" : "changed");
 }
 
 void listOpen() {
@@ -222,6 +245,7 @@ int main(int argc, char** argv) {
     return probe::runScenario(argc, argv,
                               {{"numbers", numbers},
                                {"closed-on-exec", closedOnExec},
+                               {"select-as-far-as-the-table", selectAsFarAsTheTable},
                                {"close-loop", closeLoop},
                                {"close-by-range", closeByRange},
                                {"close-by-library", closeByLibrary},
