@@ -91,8 +91,6 @@ void connectToBusyServer(int fd) {
 char* huge = nullptr;
 
 void sendMuch(int fd) {
-    const int smallest = 1;
-    syscall(SYS_setsockopt, fd, SOL_SOCKET, SO_SNDBUF, &smallest, sizeof(smallest));
     for (;;)
         send(fd, huge, 4096, 0);
 }
@@ -178,6 +176,13 @@ constexpr Place places[] = {
     {"stuck-recorder", &sendHuge, 1, 100'000},
 };
 
+// So that it does not take much to fill them.
+void makeBuffersSmall(int fd) {
+    const int smallest = 1;
+    syscall(SYS_setsockopt, fd, SOL_SOCKET, SO_SNDBUF, &smallest, sizeof(smallest));
+    syscall(SYS_setsockopt, fd, SOL_SOCKET, SO_RCVBUF, &smallest, sizeof(smallest));
+}
+
 // A listener whose queue has no room any more.
 int listenWithFullQueue(std::vector<int>& queued) {
     const int listener = peer::bound(SOCK_STREAM, probe::ipv4("127.0.0.1", 0));
@@ -195,7 +200,11 @@ int listenWithFullQueue(std::vector<int>& queued) {
 int openFor(std::string_view place, const probe::Drain& echo, int silentListener) {
     const sockaddr_in silent = probe::ipv4("127.0.0.1", peer::portOf(silentListener));
     if (place == "anywhere" || place == "stuck-recorder") return connectTo(echo.address());
-    if (place != "accept" && place != "connect") return connectTo(silent);
+    if (place != "accept" && place != "connect") {
+        const int client = connectTo(silent);
+        makeBuffersSmall(client);
+        return client;
+    }
     const int fd = socket(AF_INET, SOCK_STREAM, 0);
     if (place == "accept") {
         const sockaddr_in any = probe::ipv4("127.0.0.1", 0);
@@ -207,6 +216,7 @@ int openFor(std::string_view place, const probe::Drain& echo, int silentListener
 void cancelThreads(const Place& place) {
     const probe::Drain echo(place.name != "stuck-recorder");
     const int silentListener = peer::listening(probe::ipv4("127.0.0.1", 0));
+    makeBuffersSmall(silentListener);
     std::vector<int> queued;
     if (place.name == "connect") queued.push_back(listenWithFullQueue(queued));
     for (int round = 0; round < place.rounds; ++round) {

@@ -210,7 +210,7 @@ int connectionsTo(in_port_t port) {
 }
 
 void inheritedConnections() {
-    constexpr std::size_t count = 150;
+    constexpr std::size_t count = 60;
     const char* const port = std::getenv("VELTRA_SOCKET_AGENT_PORT_NUMBER");
     const auto recorder = static_cast<in_port_t>(port == nullptr ? 0 : std::atoi(port));
     probe::Drain peer;
