@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/select.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -13,8 +14,9 @@
 
 namespace {
 
-// The kernel's table of descriptors reaches to the highest number in use, and a fork copies it.
-constexpr rlim_t highestUsefulNumber = 16384;
+// The kernel's table of descriptors reaches to the highest number in use, and select looks at as much
+// of its sets: it must not reach beyond the sets that programs have.
+constexpr rlim_t highestUsefulNumber = FD_SETSIZE;
 constexpr rlim_t numbersForUs = 16;
 
 constexpr int none = -1;

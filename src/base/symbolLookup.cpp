@@ -47,6 +47,8 @@ BEFORE_SANITIZERS DlsymFunction findRealDlsym() {
 
 // Opens what Truedlsym needs. Done twice it finds and stores the same values, so it needs no guard.
 BEFORE_SANITIZERS void setUpLookup() {
+    // First what needs no memory: an allocator that calls what is interposed comes back here.
+    dlsymptr.store(realDlsymFrom(RTLD_NEXT), std::memory_order_release);
     handleDLLIB.store(dlopen("libdl.so", RTLD_LAZY), std::memory_order_relaxed);
     Dl_info self;
     if (dladdr(reinterpret_cast<const void*>(&Truedlsym), &self) != 0) {

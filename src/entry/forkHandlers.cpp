@@ -74,19 +74,22 @@ void afterForkInParent() {
 
 // The threads that held what the forking one did not get do not exist here.
 void afterForkInChild() {
-    for (CriticalSection* const lock : allLocks()) {
-        if (lock != nullptr) AllocCriticalSectionBase(lock);
-    }
+    renewLocks();
     claimMemory();
     dropUnwrittenLines();
     endOtherThreadsConnects();
     AgentInterface* const recorder = getAgentInterface();
     if (recorder != nullptr) recorder->closeInheritedConnection();
-    forgetOtherThreadsStartUp();
     afterFork();
 }
 
 }  // namespace
+
+void renewLocks() {
+    for (CriticalSection* const lock : allLocks()) {
+        if (lock != nullptr) AllocCriticalSectionBase(lock);
+    }
+}
 
 void registerForkHandlers() {
     __register_atfork(&beforeFork, &afterForkInParent, &afterForkInChild, nullptr);

@@ -22,7 +22,8 @@ constinit std::atomic<bool> startUpPending{true};
 
 namespace {
 
-constinit std::atomic<int> globalInitDone{0};
+// The process that begins or has begun start-up.
+constinit std::atomic<pid_t> globalInitDone{0};
 constinit std::atomic<pthread_t> startingThread{};
 
 // 1 when start-up is over: a word that waiting threads sleep on.
@@ -93,8 +94,8 @@ void installCrashHandler() {
 // allocator's or the loader's locks held by its own thread.
 void startUpWithoutSignals() {
     const sigset_t previous = blockSignals();
-    claimMemory();
     registerForkHandlers();
+    claimMemory();
     installCrashHandler();
     resolveHookedFunctions();
     initializeSocketPointers();
@@ -108,11 +109,31 @@ void startUpWithoutSignals() {
     pthread_sigmask(SIG_SETMASK, &previous, nullptr);
 }
 
+// True for the one caller that starts the agent. Where the process was forked while a thread was
+// starting that does not exist here, it is the first to call.
+bool claimStartUp() {
+    const pid_t process = getpid();
+    pid_t starting = 0;
+    if (globalInitDone.compare_exchange_strong(starting, process, std::memory_order_acq_rel)) {
+        return true;
+    }
+    const bool isInterrupted = starting != process &&
+                               startUpOver.load(std::memory_order_acquire) == 0 &&
+                               !isStartingThread() && !isMemoryBorrowed();
+    if (!isInterrupted || !globalInitDone.compare_exchange_strong(starting, process,
+                                                                  std::memory_order_acq_rel)) {
+        return false;
+    }
+    renewLocks();
+    forgetInterruptedSecondStage();
+    return true;
+}
+
 }  // namespace
 
 void GlobalInit() {
     const int savedErrno = errno;
-    if (globalInitDone.exchange(1, std::memory_order_acq_rel) != 0) {
+    if (!claimStartUp()) {
         if (startUpOver.load(std::memory_order_acquire) == 0) waitForStartUp();
         errno = savedErrno;
         return;
@@ -139,11 +160,5 @@ void waitForOtherThreadsStartUp() {
     if (globalInitDone.load(std::memory_order_acquire) != 0 &&
         startUpOver.load(std::memory_order_acquire) == 0) {
         waitForStartUp();
-    }
-}
-
-void forgetOtherThreadsStartUp() {
-    if (startUpOver.load(std::memory_order_relaxed) == 0 && !isStartingThread()) {
-        globalInitDone.store(0, std::memory_order_relaxed);
     }
 }

@@ -32,6 +32,3 @@ void prepareCall();
 
 // Waits while another thread starts the agent, a few seconds at the most.
 void waitForOtherThreadsStartUp();
-
-// In a forked child: start-up begins anew if it is a thread of the parent that was starting.
-void forgetOtherThreadsStartUp();

@@ -42,6 +42,9 @@ void GlobalInit();
 // Runs GlobalInit first if nobody has. Returns at once when it is done or running.
 void initializeSocketPointers();
 
+// Lets the second stage run in a forked child whose parent was in the middle of it.
+void forgetInterruptedSecondStage();
+
 // Set once the second stage has run.
 extern std::atomic<int> socketInitialized;
 

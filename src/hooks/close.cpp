@@ -45,16 +45,13 @@ void afterFailedClose(const SOCKETINFO* record, int callNumber, int fd, int erro
     if (isTraceWrittenFor(record, TRACE_INFO)) traceNotLogged(callNumber, fd);
 }
 
-// What is known of the socket before its close. Afterwards its number, and the record with it, may
-// already belong to another thread's new socket.
+// What is known of the socket before its close.
 struct ClosingSocket {
     explicit ClosingSocket(const SOCKETINFO* record)
-        : generation(record->generation.load(std::memory_order_relaxed)),
-          wasOpened(isOpenedSocket(record) != 0),
+        : wasOpened(isOpenedSocket(record) != 0),
           wasAccepted(isAcceptedSocket(record) != 0),
           isTraced(isTraceWrittenFor(record, TRACE_INFO)) {}
 
-    std::uint32_t generation;
     bool wasOpened;
     bool wasAccepted;
     bool isTraced;
@@ -74,13 +71,15 @@ int Myclose(int fd) {
     si_disp(record, TRACE_CALL, "[%d]closesocket \tsocket : %lx", callNumber, shownSocket(fd));
     const ClosingSocket closing(record);
     forgetNewestBoundPort(fd);  // also if the close fails
+    const bool isOurs = withdrawSocketInfo(record, fd);
     const int result = error.around([&] { return True_close(fd); });
     if (result == -1) {
+        if (isOurs) restoreSocketInfo(record, fd);
         afterFailedClose(record, callNumber, fd, error.code());
         return result;
     }
 
-    releaseClosedSocket(record, fd, closing.generation);
+    if (isOurs) releaseWithdrawnSocketInfo(record);
     x_disp(TRACE_RET, "[%d]closesocket (OK):\tsocket : %lx", callNumber, shownSocket(fd));
     displayBindedPortMemo();
     if (!closing.wasOpened && !closing.wasAccepted) {

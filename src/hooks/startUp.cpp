@@ -179,6 +179,10 @@ void initializeSocketPointers() {
     secondStageRunning.store(false);
 }
 
+void forgetInterruptedSecondStage() {
+    secondStageRunning.store(false);
+}
+
 void pre_init_startup() {}
 
 void cleanSocketPointers() {

@@ -42,6 +42,22 @@ void traceNoTurn() {
     x_disp(TRACE_ERROR, "no turn to send a message within %d seconds", longestTurn);
 }
 
+bool isPast(const timespec& deadline) {
+    const timespec now = deadlineIn(0);
+    return now.tv_sec > deadline.tv_sec ||
+           (now.tv_sec == deadline.tv_sec && now.tv_nsec >= deadline.tv_nsec);
+}
+
+// A short count is as good as a whole one, unless it is all that went out in time.
+bool sendText(int connection, const char* text, std::size_t length) {
+    const timespec deadline = deadlineIn(static_cast<int>(longestWait.tv_sec));
+    const ssize_t sent = SignalBlock::send(connection, text, length);
+    if (sent == -1) return false;
+    if (static_cast<std::size_t>(sent) == length || !isPast(deadline)) return true;
+    True_WSASetLastError(EAGAIN);
+    return false;
+}
+
 // A flag that a process and its forked children see alike, or null when memory is short.
 std::atomic<int>* makeSharedFlag() {
     void* const page = mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
@@ -129,12 +145,14 @@ bool AgentInterface::_sendAMessage(const char* text, unsigned long length,
 void AgentInterface::deliver(const char* text, unsigned long length) {
     const int connection = moveDescriptorAside(True_socket(2, 1, 6));
     if (connection == -1) return traceFailure("socket", "INVALID_SOCKET");
+    const FileIdentity identity = fileIdentity(connection);
     openConnection.store(connection, std::memory_order_relaxed);
-    rememberOwnDescriptor(connection);
+    rememberOwnDescriptor(connection, identity);
     sendOn(connection, text, length);
     forgetOwnDescriptor(connection);
     openConnection.store(-1, std::memory_order_relaxed);
-    True_close(connection);
+    // The application may have put a file of its own in its place.
+    if (fileIdentity(connection) == identity) True_close(connection);
 }
 
 void AgentInterface::sendOn(int connection, const char* text, unsigned long length) {
@@ -146,7 +164,7 @@ void AgentInterface::sendOn(int connection, const char* text, unsigned long leng
     if (True_connect(connection, reinterpret_cast<const sockaddr*>(&recorder), sizeof(recorder)) ==
         -1) {
         traceFailure("connect", "SOCKET_ERROR");
-    } else if (SignalBlock::send(connection, text, static_cast<unsigned int>(length)) == -1) {
+    } else if (!sendText(connection, text, static_cast<unsigned int>(length))) {
         traceFailure("send", "SOCKET_ERROR");
     }
 }

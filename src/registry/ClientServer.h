@@ -31,7 +31,6 @@ struct SOCKETINFO {
     std::atomic<std::int32_t> family;       // Linux numbering
     CriticalSection connectionLock;         // held during a rerouted connect; kept across reuse
     sockaddr_storage destination;           // what the application asked a rerouted connect for
-    std::atomic<std::uint32_t> generation;  // counts the sockets that the record has stood for
     SOCKETINFO* previous;                   // in the list of live records: unlinking needs no walk
 };
 
@@ -51,10 +50,12 @@ SOCKETINFO* getSocketInfo(int socket);
 // Releases the record of `socket` for reuse. Returns 1, or 0 if there is none.
 int freeSocketInfo(int socket);
 
-// The same after a close, with the record's marks cleared, unless another thread's new socket has
-// been given the number meanwhile and the record with it: `generation` is the record's before the
-// close.
-void releaseClosedSocket(SOCKETINFO* record, int socket, std::uint32_t generation);
+// Around a close: takes the record out, so that another thread that is given the number finds none
+// of it; then releases it with its marks cleared, or puts it back when the close failed. False, with
+// nothing done, when the record is not the live one of `socket` any more.
+bool withdrawSocketInfo(SOCKETINFO* record, int socket);
+void releaseWithdrawnSocketInfo(SOCKETINFO* record);
+void restoreSocketInfo(SOCKETINFO* record, int socket);
 
 // For a new socket: the record as createSocketInfo makes it, with clean marks even if the number's
 // last close went unseen.

@@ -99,15 +99,12 @@ SOCKETINFO* makeLiveRecord(int socket) {
     return record;
 }
 
-// What a record stands for changes hands here, in one step: a close that is still going on
-// elsewhere then finds that the number is no longer its own.
 SOCKETINFO* claimLiveRecord(int socket, bool withCleanMarks) {
     const CriticalSectionHold hold(criticalSectionSocketInfoList);
     SOCKETINFO* record = findLiveRecord(socket);
     if (record == nullptr) record = makeLiveRecord(socket);
     if (record == nullptr) return nullptr;
     if (withCleanMarks) clearMarks(record);
-    record->generation.fetch_add(1, std::memory_order_relaxed);
     return record;
 }
 
@@ -174,15 +171,25 @@ int freeSocketInfo(int socket) {
     return 1;
 }
 
-void releaseClosedSocket(SOCKETINFO* record, int socket, std::uint32_t generation) {
+bool withdrawSocketInfo(SOCKETINFO* record, int socket) {
     const CriticalSectionHold hold(criticalSectionSocketInfoList);
-    if (record->generation.load(std::memory_order_relaxed) != generation ||
-        findLiveRecord(socket) != record) {
-        return;
-    }
-    clearMarks(record);
+    if (findLiveRecord(socket) != record) return false;
     unlinkLiveRecord(record, socket);
+    return true;
+}
+
+void releaseWithdrawnSocketInfo(SOCKETINFO* record) {
+    const CriticalSectionHold hold(criticalSectionSocketInfoList);
+    clearMarks(record);
     pushReleasedRecord(record);
+}
+
+void restoreSocketInfo(SOCKETINFO* record, int socket) {
+    const CriticalSectionHold hold(criticalSectionSocketInfoList);
+    if (findLiveRecord(socket) != nullptr || !pushLiveRecord(record, socket)) {
+        clearMarks(record);
+        pushReleasedRecord(record);
+    }
 }
 
 void resetConnectionLocks(bool (*isKept)(const SOCKETINFO* record)) {

@@ -90,7 +90,7 @@ TEST(SocksOutcome, SocketThatCannotBeClosedIsNotConnectedAnyMore) {
                        "[ERROR]unexpected received message from server",
                        "[ERROR]Socks connect failed (wrong handshake)",
                        "[ERROR]bad handshake on socks server", stars,
-                       "[ERROR]error closing socks socket : 8 ????? : unknown code",
+                       "[ERROR]error closing socks socket : 9 ????? : unknown code",
                        "[WARNI][2]SocksConnect (SOCKS:  :socksStatus 3 socksError 93 toReconnect "
                        "0 loopback 0 ret -1",
                        unlockTrace, "[INFO ]local port : LOCAL",
