@@ -2,6 +2,7 @@
 
 #include <netdb.h>
 #include <netinet/in.h>
+#include <sys/prctl.h>
 
 #include <atomic>
 #include <chrono>
@@ -92,6 +93,7 @@ pid_t forkChild(Body body) {
     std::fflush(stdout);
     const pid_t child = fork();
     if (child != 0) return child;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     failures = 0;
     body();
     _exit(failures == 0 ? 0 : 1);
