@@ -38,25 +38,20 @@ BEFORE_SANITIZERS DlsymFunction realDlsymFrom(void* handle) {
     return nullptr;
 }
 
-BEFORE_SANITIZERS DlsymFunction findRealDlsym() {
-    void* const library = handleDLLIB.load(std::memory_order_relaxed);
-    DlsymFunction found = library != nullptr ? realDlsymFrom(library) : nullptr;
-    if (found == nullptr) found = realDlsymFrom(RTLD_NEXT);
-    return found;
-}
-
 // Opens what Truedlsym needs. Done twice it finds and stores the same values, so it needs no guard.
 BEFORE_SANITIZERS void setUpLookup() {
     // First what needs no memory: an allocator that calls what is interposed comes back here.
     dlsymptr.store(realDlsymFrom(RTLD_NEXT), std::memory_order_release);
-    handleDLLIB.store(dlopen("libdl.so", RTLD_LAZY), std::memory_order_relaxed);
+    void* const library = dlopen("libdl.so", RTLD_LAZY);
+    handleDLLIB.store(library, std::memory_order_relaxed);
     Dl_info self;
     if (dladdr(reinterpret_cast<const void*>(&Truedlsym), &self) != 0) {
         // The agent is loaded already: never let an odd path load a second copy of it.
         handleHookLIB.store(dlopen(self.dli_fname, RTLD_LAZY | RTLD_NOLOAD),
                             std::memory_order_relaxed);
     }
-    dlsymptr.store(findRealDlsym(), std::memory_order_release);
+    const DlsymFunction preferred = library != nullptr ? realDlsymFrom(library) : nullptr;
+    if (preferred != nullptr) dlsymptr.store(preferred, std::memory_order_release);
 }
 
 }  // namespace

@@ -12,29 +12,7 @@ namespace {
 constexpr unsigned long growthStep = 8192;
 constexpr unsigned long slack = 8;
 
-// Where a value's escaped bytes go. What is written at the end of a run may stand up to this many
-// bytes beyond it, which the slack has room for.
-constexpr unsigned long longestEscape = sizeof(EscapedByte::text);
 static_assert(longestEscape < slack);
-
-unsigned long escapedLength(const char* bytes, unsigned long count) {
-    unsigned long length = 0;
-    for (unsigned long i = 0; i < count; ++i)
-        length += escaped(bytes[i]).length;
-    return length;
-}
-
-// Writes the escaped bytes to `out` and returns where they end, which is `limit` at the most:
-// another thread of the application may change the bytes after they were counted.
-char* writeEscaped(char* out, const char* limit, const char* bytes, unsigned long count) {
-    for (unsigned long i = 0; i < count; ++i) {
-        const EscapedByte& form = escaped(bytes[i]);
-        if (limit - out < form.length) break;
-        std::memcpy(out, form.text, longestEscape);
-        out += form.length;
-    }
-    return out;
-}
 
 // The digits of `value`, written so that they end at `end`. Returns where they begin.
 template <typename Unsigned>
@@ -48,13 +26,11 @@ char* writeDigits(char* end, Unsigned value) {
 
 }  // namespace
 
-PrintBuffer::PrintBuffer()
-    : buffer(static_cast<char*>(allocateMemory(growthStep))), capacity(growthStep), used(0) {
-    if (buffer == nullptr) {
-        capacity = 0;
-    } else {
-        buffer[0] = '\0';
-    }
+PrintBuffer::PrintBuffer(bool isWanted)
+    : buffer(isWanted ? static_cast<char*>(allocateMemory(growthStep)) : nullptr),
+      capacity(buffer != nullptr ? growthStep : 0),
+      used(0) {
+    if (buffer != nullptr) buffer[0] = '\0';
 }
 
 PrintBuffer::~PrintBuffer() {
@@ -84,7 +60,7 @@ void PrintBuffer::expand(unsigned long count) {
 }
 
 void PrintBuffer::append(const char* text, unsigned long count) {
-    if (text == nullptr) return;
+    if (buffer == nullptr || text == nullptr) return;
     if (count == 0) count = std::strlen(text);
     expand(count + 1);
     if (buffer == nullptr) return;
@@ -126,6 +102,7 @@ void PrintBuffer::appendEscaped(char c) {
 // The length is counted first, so that the buffer grows once and a message's cost stays in
 // proportion to its payload.
 void PrintBuffer::appendEscapedBytes(const char* bytes, unsigned long count) {
+    if (buffer == nullptr) return;
     expand(escapedLength(bytes, count) + 1);
     if (buffer == nullptr) return;
     used = static_cast<unsigned long>(
@@ -182,7 +159,7 @@ void PrintBuffer::appendAttr(RecorderMessageAttribute attribute, long long value
 
 void PrintBuffer::appendAttr(RecorderMessageAttribute attribute, const char* text,
                              unsigned long count) {
-    if (text == nullptr) return;
+    if (buffer == nullptr || text == nullptr) return;
     startData(attribute, RecorderMessageAttributeType::bytes);
     appendEscapedBytes(text, count == 0 ? std::strlen(text) : count);
     endData();
@@ -190,7 +167,7 @@ void PrintBuffer::appendAttr(RecorderMessageAttribute attribute, const char* tex
 
 void PrintBuffer::appendAttr(RecorderMessageAttribute attribute, const iovec* buffers,
                              unsigned long bufferCount, unsigned long limit) {
-    if (buffers == nullptr) return;
+    if (buffer == nullptr || buffers == nullptr) return;
     const auto forEachPiece = [&](auto&& visit) {
         unsigned long left = limit;
         for (unsigned long i = 0; i < bufferCount && left != 0; ++i) {

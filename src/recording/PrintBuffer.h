@@ -11,7 +11,8 @@
 // buffer is then null, its length 0, and every later operation does nothing.
 class PrintBuffer {
 public:
-    PrintBuffer();
+    // A text that is not wanted is given up from the beginning.
+    explicit PrintBuffer(bool isWanted = true);
     ~PrintBuffer();
     PrintBuffer(const PrintBuffer&) = delete;
     PrintBuffer& operator=(const PrintBuffer&) = delete;

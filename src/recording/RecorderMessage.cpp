@@ -1,9 +1,19 @@
 #include "recording/RecorderMessage.h"
 
 #include "base/utils.h"
+#include "recording/AgentInterface.h"
+
+namespace {
+
+// Nobody can see the text of a message that is neither sent nor traced.
+bool isMessageWanted() {
+    return !agentInterfaceUnplugged.load(std::memory_order_relaxed) || isTraceWritten(TRACE_DATA);
+}
+
+}  // namespace
 
 RecorderMessage::RecorderMessage(RecorderMessageKind kind, int call)
-    : callNumber(call), returnValue(0), errorValue(0) {
+    : printBuffer(isMessageWanted()), callNumber(call), returnValue(0), errorValue(0) {
     printBuffer.append("<", 1);
     printBuffer.append(MARKER_RMT[static_cast<int>(kind)], 0);
 }

@@ -47,3 +47,14 @@ inline constexpr std::array<EscapedByte, 256> escapedBytes = makeEscapedBytes();
 inline const EscapedByte& escaped(char c) {
     return escapedBytes[static_cast<unsigned char>(c)];
 }
+
+// What is written at the end of a run may stand up to this many bytes beyond it.
+constexpr unsigned long longestEscape = sizeof(EscapedByte::text);
+
+// How many bytes the escaped form of `count` bytes has.
+unsigned long escapedLength(const char* bytes, unsigned long count);
+
+// Writes the escaped form of `count` bytes to `out` and returns where it ends, which is `limit` at
+// the most: another thread of the application may change the bytes after they were counted. Behind
+// the end, up to longestEscape bytes are overwritten.
+char* writeEscaped(char* out, const char* limit, const char* bytes, unsigned long count);

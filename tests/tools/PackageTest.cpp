@@ -52,6 +52,8 @@ TEST_F(Package, HasExactlyTheseFiles) {
               "./usr/share/doc/veltra-socket-agent/docs/recording-format.md\n"
               "./usr/share/doc/veltra-socket-agent/docs/report-page.png\n"
               "./usr/share/doc/veltra-socket-agent/docs/reports.md\n"
+              "./usr/share/doc/veltra-socket-agent/docs/settings.md\n"
+              "./usr/share/doc/veltra-socket-agent/docs/what-is-recorded.md\n"
               "./usr/share/man/man1/veltra-record.1.gz\n"
               "./usr/share/man/man1/veltra-report.1.gz\n"
               "./usr/share/man/man7/veltra-socket-agent.7.gz\n"

@@ -90,7 +90,8 @@ TEST(FirstLookUp, PrefersTheLinkersLibrary) {
         scriptedLoader.newDlsymInLibdl = reinterpret_cast<void*>(&scriptedDlsym);
         Truedlsym(RTLD_NEXT, "first");
         EXPECT_THAT(scriptedLoader.versionedLookUps,
-                    ElementsAre(VersionedLookUp{libdlHandle, "dlsym", "GLIBC_2.34"}));
+                    ElementsAre(VersionedLookUp{RTLD_NEXT, "dlsym", "GLIBC_2.34"},
+                                VersionedLookUp{libdlHandle, "dlsym", "GLIBC_2.34"}));
         EXPECT_THAT(scriptedLookUps, ElementsAre(LookUp{RTLD_NEXT, "first"}));
     });
 }
@@ -100,9 +101,9 @@ TEST(FirstLookUp, GoesOnWhereTheLinkersLibraryHasNoDlsym) {
         scriptedLoader.openedLibdl = libdlHandle;
         Truedlsym(RTLD_NEXT, "first");
         EXPECT_THAT(scriptedLoader.versionedLookUps,
-                    ElementsAre(VersionedLookUp{libdlHandle, "dlsym", "GLIBC_2.34"},
-                                VersionedLookUp{libdlHandle, "dlsym", "GLIBC_2.2.5"},
-                                VersionedLookUp{RTLD_NEXT, "dlsym", "GLIBC_2.34"}));
+                    ElementsAre(VersionedLookUp{RTLD_NEXT, "dlsym", "GLIBC_2.34"},
+                                VersionedLookUp{libdlHandle, "dlsym", "GLIBC_2.34"},
+                                VersionedLookUp{libdlHandle, "dlsym", "GLIBC_2.2.5"}));
         EXPECT_THAT(scriptedLookUps, ElementsAre(LookUp{RTLD_NEXT, "first"}));
     });
 }
