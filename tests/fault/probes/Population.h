@@ -88,7 +88,11 @@ public:
         std::string text;
         std::array<char, 65536> bytes;
         while (end != -1 && (text.size() < count || text.empty())) {
-            if (!isReady(end, POLLIN, slot.kind == Kind::udp ? 100 : 1000)) break;
+            if (!isReady(end, POLLIN, slot.kind == Kind::udp ? 100 : 1000)) {
+                // What was sent goes elsewhere: the socket has been connected anew.
+                closePeer(slot);
+                break;
+            }
             const long got = syscall(SYS_read, end, bytes.data(), bytes.size());
             if (got <= 0) break;
             text.append(bytes.data(), static_cast<std::size_t>(got));
