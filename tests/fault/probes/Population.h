@@ -68,7 +68,9 @@ public:
 
     // After a connect to the server that is made or on its way.
     void takePeer(Slot& slot) {
-        if (slot.peer != -1 || !isReady(server_, POLLIN, 100)) return;
+        // One that had a peer is connected anew, or still.
+        if (!isReady(server_, POLLIN, slot.peer == -1 ? 100 : 10)) return;
+        syscall(SYS_close, slot.peer);
         slot.peer = peer::accepted(server_);
         const int inLine = 1;
         syscall(SYS_setsockopt, slot.peer, SOL_SOCKET, SO_OOBINLINE, &inLine, sizeof(inLine));
@@ -79,7 +81,7 @@ public:
         if (slot.peer == -1) return;
         syscall(SYS_close, slot.peer);
         slot.peer = -1;
-        isReady(slot.fd, POLLIN | POLLRDHUP, 1000);
+        isReady(slot.fd, POLLIN | POLLRDHUP, 100);
     }
 
     // What the slot sent, as its peer gets it.
