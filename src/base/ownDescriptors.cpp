@@ -14,8 +14,8 @@
 
 namespace {
 
-// The kernel's table of descriptors reaches to the highest number in use, and select looks at as much
-// of its sets: it must not reach beyond the sets that programs have.
+// The kernel's table of descriptors reaches to the highest number in use, and select looks at as
+// much of its sets: it must not reach beyond the sets that programs have.
 constexpr rlim_t highestUsefulNumber = FD_SETSIZE;
 constexpr rlim_t numbersForUs = 16;
 

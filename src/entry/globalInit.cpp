@@ -120,8 +120,8 @@ bool claimStartUp() {
     const bool isInterrupted = starting != process &&
                                startUpOver.load(std::memory_order_acquire) == 0 &&
                                !isStartingThread() && !isMemoryBorrowed();
-    if (!isInterrupted || !globalInitDone.compare_exchange_strong(starting, process,
-                                                                  std::memory_order_acq_rel)) {
+    if (!isInterrupted ||
+        !globalInitDone.compare_exchange_strong(starting, process, std::memory_order_acq_rel)) {
         return false;
     }
     renewLocks();

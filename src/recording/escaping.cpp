@@ -93,8 +93,8 @@ char* writeEscaped(char* out, const char* limit, const char* bytes, unsigned lon
             continue;
         }
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out), block);
-        const auto plain = std::min<unsigned long>(static_cast<unsigned>(std::countr_zero(escapes)),
-                                                   blockSize);
+        const auto plain =
+            std::min<unsigned long>(static_cast<unsigned>(std::countr_zero(escapes)), blockSize);
         out += plain;
         bytes += plain;
         if (plain != blockSize) out = writeByte(out, *bytes++);

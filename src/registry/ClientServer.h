@@ -28,10 +28,10 @@ struct SOCKETINFO {
     std::int32_t destinationLength;    // bytes of `destination`; 0: none
     std::atomic<std::int32_t> type;    // without the non-blocking and close-on-exec bits
     std::atomic<std::int32_t> protocol;
-    std::atomic<std::int32_t> family;       // Linux numbering
-    CriticalSection connectionLock;         // held during a rerouted connect; kept across reuse
-    sockaddr_storage destination;           // what the application asked a rerouted connect for
-    SOCKETINFO* previous;                   // in the list of live records: unlinking needs no walk
+    std::atomic<std::int32_t> family;  // Linux numbering
+    CriticalSection connectionLock;    // held during a rerouted connect; kept across reuse
+    sockaddr_storage destination;      // what the application asked a rerouted connect for
+    SOCKETINFO* previous;              // in the list of live records: unlinking needs no walk
 };
 
 // --- Record life (socketRecords.cpp) ---
@@ -51,8 +51,8 @@ SOCKETINFO* getSocketInfo(int socket);
 int freeSocketInfo(int socket);
 
 // Around a close: takes the record out, so that another thread that is given the number finds none
-// of it; then releases it with its marks cleared, or puts it back when the close failed. False, with
-// nothing done, when the record is not the live one of `socket` any more.
+// of it; then releases it with its marks cleared, or puts it back when the close failed. False,
+// with nothing done, when the record is not the live one of `socket` any more.
 bool withdrawSocketInfo(SOCKETINFO* record, int socket);
 void releaseWithdrawnSocketInfo(SOCKETINFO* record);
 void restoreSocketInfo(SOCKETINFO* record, int socket);
