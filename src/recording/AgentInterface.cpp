@@ -1,5 +1,6 @@
 #include "recording/AgentInterface.h"
 
+#include <netinet/tcp.h>
 #include <sys/mman.h>
 
 #include <cerrno>
@@ -30,6 +31,19 @@ void limitWaits(int connection) {
     Initsetsockopt();
     const auto set = setsockopt_ptr.load(std::memory_order_relaxed);
     if (set != nullptr) set(connection, SOL_SOCKET, SO_SNDTIMEO, &longestWait, sizeof(longestWait));
+}
+
+bool isOnThisMachine(const sockaddr_in& recorder) {
+    return ntohl(recorder.sin_addr.s_addr) >> 24 == IN_LOOPBACKNET;
+}
+
+// Whoever closes first keeps the port for a minute, and after some thousand messages every further
+// connect would search for a free one. On the own machine nothing can be under way any more that the
+// port is kept for: the recorder gets what was sent, and the end of the stream after it.
+void giveBackPortAtClose(int connection) {
+    constexpr int atOnce = -1;
+    const auto set = setsockopt_ptr.load(std::memory_order_relaxed);
+    if (set != nullptr) set(connection, IPPROTO_TCP, TCP_LINGER2, &atOnce, sizeof(atOnce));
 }
 
 void traceFailure(const char* call, const char* failure) {
@@ -164,7 +178,10 @@ void AgentInterface::sendOn(int connection, const char* text, unsigned long leng
     if (True_connect(connection, reinterpret_cast<const sockaddr*>(&recorder), sizeof(recorder)) ==
         -1) {
         traceFailure("connect", "SOCKET_ERROR");
-    } else if (!sendText(connection, text, static_cast<unsigned int>(length))) {
+        return;
+    }
+    if (isOnThisMachine(recorder)) giveBackPortAtClose(connection);
+    if (!sendText(connection, text, static_cast<unsigned int>(length))) {
         traceFailure("send", "SOCKET_ERROR");
     }
 }
