@@ -2,6 +2,17 @@
 
 #include "base/utils.h"
 
+// The thread sanitizer does not know pthread_mutex_clocklock.
+#ifdef __SANITIZE_THREAD__
+#include <sanitizer/tsan_interface.h>
+static void tellThreadSanitizer(CriticalSection* section) {
+    __tsan_mutex_pre_lock(section, __tsan_mutex_try_lock);
+    __tsan_mutex_post_lock(section, __tsan_mutex_try_lock, 0);
+}
+#else
+static void tellThreadSanitizer(CriticalSection*) {}
+#endif
+
 constinit CriticalSection criticalSectionLog = PTHREAD_MUTEX_INITIALIZER;
 
 int AllocCriticalSectionBase(CriticalSection* section) {
@@ -24,7 +35,9 @@ timespec deadlineIn(int seconds) {
 }
 
 bool StartCriticalSectionUntil(CriticalSection* section, const timespec& deadline) {
-    return pthread_mutex_clocklock(section, CLOCK_MONOTONIC, &deadline) == 0;
+    const bool isLocked = pthread_mutex_clocklock(section, CLOCK_MONOTONIC, &deadline) == 0;
+    if (isLocked) tellThreadSanitizer(section);
+    return isLocked;
 }
 
 int EndCriticalSectionBase(CriticalSection* section) {

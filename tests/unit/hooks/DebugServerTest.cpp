@@ -433,8 +433,8 @@ TEST_F(DebugServer, ThatReadsLateIsWaitedFor) {
     connectTo(server);
     (void)log.takeText();
     std::string received;
+    pollfd connection = {debugSocket, POLLOUT, 0};
     std::thread reader([&] {
-        pollfd connection = {debugSocket, POLLOUT, 0};
         while (poll(&connection, 1, 0) == 1)
             std::this_thread::yield();
         received = server.takeToEnd();
