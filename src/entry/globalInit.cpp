@@ -90,10 +90,8 @@ void installCrashHandler() {
     active_handler(&previous);
 }
 
-// Everything but the resolver, which may take its time: until here a handler would find the
-// allocator's or the loader's locks held by its own thread.
-void startUpWithoutSignals() {
-    const sigset_t previous = blockSignals();
+// Everything but the resolver, which may take its time.
+void startUpBeforeResolver() {
     registerForkHandlers();
     claimMemory();
     installCrashHandler();
@@ -106,7 +104,6 @@ void startUpWithoutSignals() {
     initializeSocksParam();
     InitializeSocks();
     initializeDebugServer();
-    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
 }
 
 // True for the one caller that starts the agent. Where the process was forked while a thread was
@@ -133,19 +130,24 @@ bool claimStartUp() {
 
 void GlobalInit() {
     const int savedErrno = errno;
-    if (!claimStartUp()) {
-        if (startUpOver.load(std::memory_order_acquire) == 0) waitForStartUp();
-        errno = savedErrno;
-        return;
+    // A handler would find the locks of the allocator or the loader held by its own thread, and a
+    // thread that was cancelled in here would leave the others waiting.
+    const Cancellability cancellability = disableCancellation();
+    const sigset_t signals = blockSignals();
+    const bool isFirst = claimStartUp();
+    if (isFirst) {
+        startingThread.store(pthread_self(), std::memory_order_relaxed);
+        startUpBeforeResolver();
     }
-    startingThread.store(pthread_self(), std::memory_order_relaxed);
-    // A thread that is cancelled in here would leave the others waiting.
-    const Cancellability before = disableCancellation();
-    startUpWithoutSignals();
-    initializeStartup();
-    announceStartUpOver();
+    pthread_sigmask(SIG_SETMASK, &signals, nullptr);
+    if (isFirst) {
+        initializeStartup();
+        announceStartUpOver();
+    } else if (startUpOver.load(std::memory_order_acquire) == 0) {
+        waitForStartUp();
+    }
     errno = savedErrno;
-    restoreCancellation(before);
+    restoreCancellation(cancellability);
 }
 
 void prepareCall() {
