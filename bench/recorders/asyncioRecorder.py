@@ -1,6 +1,6 @@
 """A recorder written with asyncio; see plainRecorder.cpp for what it prints.
 
-usage: asyncioRecorder.py LATE_MS BACKLOG EXPECTED
+usage: asyncioRecorder.py LATE_MS BACKLOG EXPECTED [FILE]
 """
 
 import asyncio
@@ -8,6 +8,7 @@ import collections
 import sys
 
 LATE, BACKLOG, EXPECTED = float(sys.argv[1]) / 1000, int(sys.argv[2]), int(sys.argv[3])
+FILE = open(sys.argv[4], "wb") if len(sys.argv) > 4 else None
 PATIENCE = 5  # seconds
 
 ended = collections.Counter()
@@ -18,6 +19,7 @@ activity = None
 class Stream(asyncio.Protocol):
     def __init__(self):
         self.length = 0
+        self.parts = []
 
     def connection_made(self, transport):
         activity.set()
@@ -27,12 +29,16 @@ class Stream(asyncio.Protocol):
 
     def data_received(self, data):
         self.length += len(data)
+        if FILE:
+            self.parts.append(data)
         activity.set()
 
     def connection_lost(self, error):
         global errors
         errors += error is not None
         ended[self.length] += 1
+        if FILE:
+            FILE.write(b"".join(self.parts))
         activity.set()
 
 

@@ -1,6 +1,6 @@
 // Sends messages as the agent does: each on a connection of its own, in one piece, closed at once.
 //
-// usage: veltra_message_sender PORT plain|linger BYTES COUNT [BYTES COUNT]...
+// usage: veltra_port_sender PORT plain|linger BYTES COUNT [BYTES COUNT]...
 //
 // "linger": with TCP_LINGER2 set to -1 before the close. Prints how many messages it could not send
 // whole, and the messages a second of the last length.

@@ -1,13 +1,14 @@
 // A recorder as people write it against the system's own calls, to see whether it gets every
 // message whole.
 //
-// usage: veltra_plain_recorder blocking|poll|epoll|strict LATE_MS BACKLOG EXPECTED
+// usage: veltra_plain_recorder blocking|poll|epoll|strict LATE_MS BACKLOG EXPECTED [FILE]
 //
 // Prints its port. Takes connections, waits so many milliseconds before it reads one for the first
 // time, reads to the end of the stream. Once so many connections have ended, or nothing has
 // happened for five seconds, it prints a line "BYTES CONNECTIONS" for every length that a stream
 // had, and "errors COUNT" for the streams that had another end. "strict" is poll in a recorder that
-// gives a connection up as soon as an error is flagged.
+// gives a connection up as soon as an error is flagged. FILE gets the bytes of the streams, one
+// after the other.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -22,6 +23,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
@@ -32,10 +34,11 @@ constexpr int patience = 5000;  // milliseconds
 
 class Streams {
 public:
-    Streams(int late, long expected) : late_(late), expected_(expected) {}
+    Streams(int late, long expected, const char* file)
+        : late_(late), expected_(expected), file_(file) {}
 
     void open(int descriptor) {
-        lengths_[descriptor] = 0;
+        streams_[descriptor] = {};
         const timespec pause = {late_ / 1000, late_ % 1000 * 1'000'000L};
         nanosleep(&pause, nullptr);
     }
@@ -44,7 +47,10 @@ public:
     bool read(int descriptor) {
         const ssize_t count = ::read(descriptor, buffer_.data(), buffer_.size());
         if (count > 0) {
-            lengths_[descriptor] += count;
+            Stream& stream = streams_[descriptor];
+            stream.length += count;
+            if (file_ != nullptr)
+                stream.bytes.append(buffer_.data(), static_cast<std::size_t>(count));
             return true;
         }
         if (count == -1 && errno == EAGAIN) return true;
@@ -54,9 +60,11 @@ public:
 
     void end(int descriptor, bool isError) {
         if (isError) ++errors_;
-        ++ended_[lengths_[descriptor]];
+        const Stream& stream = streams_[descriptor];
+        ++ended_[stream.length];
         ++count_;
-        lengths_.erase(descriptor);
+        if (file_ != nullptr) std::ofstream(file_, std::ios::app) << stream.bytes;
+        streams_.erase(descriptor);
         close(descriptor);
     }
 
@@ -69,11 +77,17 @@ public:
     }
 
 private:
+    struct Stream {
+        long length = 0;
+        std::string bytes;  // only for a file
+    };
+
     const int late_;
     const long expected_;
+    const char* const file_;  // null: none
     std::vector<char> buffer_ = std::vector<char>(1024 * 1024);
-    std::map<int, long> lengths_;  // of the open streams, by descriptor
-    std::map<long, long> ended_;   // how many streams had a length
+    std::map<int, Stream> streams_;  // by descriptor
+    std::map<long, long> ended_;     // how many streams had a length
     long count_ = 0;
     long errors_ = 0;
 };
@@ -163,10 +177,10 @@ void serveEpoll(Streams& streams, int backlog) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 5) return 2;
+    if (argc != 5 && argc != 6) return 2;
     const std::string kind = argv[1];
     const int backlog = std::atoi(argv[3]);
-    Streams streams(std::atoi(argv[2]), std::atol(argv[4]));
+    Streams streams(std::atoi(argv[2]), std::atol(argv[4]), argc == 6 ? argv[5] : nullptr);
     if (kind == "blocking") serveBlocking(streams, backlog);
     if (kind == "poll" || kind == "strict") servePoll(streams, backlog, kind == "strict");
     if (kind == "epoll") serveEpoll(streams, backlog);
