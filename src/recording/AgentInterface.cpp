@@ -38,8 +38,8 @@ bool isOnThisMachine(const sockaddr_in& recorder) {
 }
 
 // Whoever closes first keeps the port for a minute, and after some thousand messages every further
-// connect would search for a free one. On the own machine nothing can be under way any more that the
-// port is kept for: the recorder gets what was sent, and the end of the stream after it.
+// connect would search for a free one. On the own machine nothing can be under way any more that
+// the port is kept for: the recorder gets what was sent, and the end of the stream after it.
 void giveBackPortAtClose(int connection) {
     constexpr int atOnce = -1;
     const auto set = setsockopt_ptr.load(std::memory_order_relaxed);
