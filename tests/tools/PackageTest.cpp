@@ -49,6 +49,8 @@ TEST_F(Package, HasExactlyTheseFiles) {
               "./usr/share/bash-completion/completions/veltra-record\n"
               "./usr/share/bash-completion/completions/veltra-report\n"
               "./usr/share/doc/veltra-socket-agent/README.md\n"
+              "./usr/share/doc/veltra-socket-agent/docs/performance.md\n"
+              "./usr/share/doc/veltra-socket-agent/docs/performance.svg\n"
               "./usr/share/doc/veltra-socket-agent/docs/recording-format.md\n"
               "./usr/share/doc/veltra-socket-agent/docs/report-page.png\n"
               "./usr/share/doc/veltra-socket-agent/docs/reports.md\n"
