@@ -41,14 +41,16 @@ TEST(ReportOutput, OnAFullDiskIsAFailure) {
     }
 }
 
-// The failure comes in the middle of a long report, not only at its end.
+// The failure comes in the middle of a long report, not only at its end. Root may mount a disk as
+// it is, also where it has no namespaces; others need one of their own.
 TEST(ReportOutput, OnADiskThatFillsUpIsAFailure) {
     for (const char* kind : {"text", "json", "pcap", "html"}) {
-        const ReportRun run(
-            longRecording(),
-            "mkdir disk && unshare -rm sh -c 'mount -t tmpfs -o size=64k none disk && exec \"$@\"' "
-            "sh \"$SUBJECT\" -o disk/report " +
-                std::string(kind) + " recording");
+        const ReportRun run(longRecording(),
+                            "mkdir disk && $([ \"$(id -u)\" = 0 ] || echo unshare -rm) sh -c '"
+                            "mount -t tmpfs -o size=64k none disk && { \"$@\"; status=$?; umount "
+                            "disk; exit $status; }' "
+                            "sh \"$SUBJECT\" -o disk/report " +
+                                std::string(kind) + " recording");
         EXPECT_EQ(run.outcome().exitStatus, 1) << kind;
         EXPECT_EQ(run.outcome().errors,
                   "veltra-report: cannot write to disk/report: No space left on device\n");

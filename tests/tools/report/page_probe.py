@@ -16,6 +16,7 @@ usage: page_probe.py PAGE STEP...
 import json
 import os
 import pathlib
+import socket
 import sys
 import tempfile
 
@@ -24,6 +25,17 @@ from selenium.webdriver.chrome.service import Service
 from selenium.webdriver.common.by import By
 from selenium.webdriver.common.keys import Keys
 from selenium.webdriver.support.ui import Select
+
+
+system_look_up = socket.getaddrinfo
+
+
+def look_up(host, *arguments, **options):
+    """A bare system has no file that says where the driver's "localhost" is."""
+    return system_look_up("127.0.0.1" if host == "localhost" else host, *arguments, **options)
+
+
+socket.getaddrinfo = look_up
 
 
 def start(folder):
