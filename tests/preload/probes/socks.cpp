@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "Answers.h"
+#include "Asleep.h"
 #include "Peer.h"
 
 using probe::report;
@@ -120,21 +121,6 @@ std::string received(int connection, std::size_t count) {
     return bytes;
 }
 
-bool isAsleep(pid_t thread) {
-    const std::string file = "/proc/self/task/" + std::to_string(thread) + "/stat";
-    char text[256] = "";
-    const long stat = syscall(SYS_openat, AT_FDCWD, file.c_str(), O_RDONLY);
-    syscall(SYS_read, stat, text, sizeof(text) - 1);
-    syscall(SYS_close, stat);
-    const char* const state = std::strrchr(text, ')');
-    return state != nullptr && state[2] == 'S';
-}
-
-void waitUntilAsleep(pid_t thread) {
-    while (!isAsleep(thread))
-        sched_yield();
-}
-
 // The first thread connects, another sends while the server, which is in this process, keeps it
 // waiting.
 void sendDuringConnect() {
@@ -154,14 +140,14 @@ void sendDuringConnect() {
     std::thread server([&] {
         const int connection = peer::accepted(listener);
         first = received(connection, 3);
-        waitUntilAsleep(getpid());
+        probe::waitUntilAsleep(getpid());
         std::thread sender([&] {
             senderId.store(gettid());
             sent = send(client, text, 4, 0);
         });
         while (senderId.load() == 0)
             sched_yield();
-        waitUntilAsleep(senderId.load());
+        probe::waitUntilAsleep(senderId.load());
         peer::send(connection, "\5\0", 2);
         first += received(connection, 10);
         peer::send(connection, "\5\0\0\1\0\0\0\0\0\0", 10);

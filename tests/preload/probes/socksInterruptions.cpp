@@ -11,6 +11,7 @@
 #include <string>
 #include <thread>
 
+#include "Asleep.h"
 #include "Peer.h"
 #include "Probe.h"
 
@@ -25,21 +26,6 @@ sigjmp_buf beforeConnect;
 long receiveAll(int connection, std::size_t count) {
     std::string bytes(count, '.');
     return syscall(SYS_recvfrom, connection, bytes.data(), count, MSG_WAITALL, nullptr, nullptr);
-}
-
-bool isAsleep(pid_t thread) {
-    const std::string file = "/proc/self/task/" + std::to_string(thread) + "/stat";
-    char text[256] = "";
-    const long stat = syscall(SYS_openat, AT_FDCWD, file.c_str(), O_RDONLY);
-    syscall(SYS_read, stat, text, sizeof(text) - 1);
-    syscall(SYS_close, stat);
-    const char* const state = std::strrchr(text, ')');
-    return state != nullptr && state[2] == 'S';
-}
-
-void waitUntilAsleep(pid_t thread) {
-    while (!isAsleep(thread))
-        sched_yield();
 }
 
 // In time: the agent reads the port with the first call of its own.
@@ -100,7 +86,7 @@ void handlerCalls() {
     std::thread server([&] {
         const int connection = peer::accepted(listener);
         receiveAll(connection, 3);
-        waitUntilAsleep(getpid());
+        probe::waitUntilAsleep(getpid());
         pthread_kill(connecting, SIGUSR1);
         while (!handled)
             sched_yield();
@@ -121,7 +107,7 @@ void handlerJumps() {
     std::thread server([&] {
         const int connection = peer::accepted(listener);
         receiveAll(connection, 3);
-        waitUntilAsleep(getpid());
+        probe::waitUntilAsleep(getpid());
         pthread_kill(connecting, SIGUSR1);
         afterTheJump = receiveAll(connection, 8);
     });
@@ -152,7 +138,7 @@ void cancelled() {
     pthread_create(&connecting, nullptr, &connectAndWait, &id);
     const int connection = peer::accepted(listener);
     receiveAll(connection, 3);
-    waitUntilAsleep(id);
+    probe::waitUntilAsleep(id);
     pthread_cancel(connecting);
     const long request = acceptRequest(connection);
     void* result = nullptr;
