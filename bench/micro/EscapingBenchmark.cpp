@@ -7,6 +7,7 @@
 
 #include "../payloads.h"
 #include "recording/PrintBuffer.h"
+#include "recording/escaping.h"
 
 namespace {
 
@@ -31,6 +32,7 @@ void copy(benchmark::State& state) {
 // same pages out again and again, so that after the first rounds all of it is warm.
 void escape(benchmark::State& state, Payload payload) {
     const std::string bytes = payload(size);
+    chooseEscaping();
     for (auto _ : state) {
         PrintBuffer buffer;
         buffer.appendAttr(RecorderMessageAttribute::data, bytes.data(), size);

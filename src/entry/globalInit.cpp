@@ -15,6 +15,7 @@
 #include "entry/forkHandlers.h"
 #include "entry/sockentry.h"
 #include "hooks/HookSocket.h"
+#include "recording/escaping.h"
 #include "socks/Socks.h"
 
 constinit std::atomic<int> globalInit{0};
@@ -94,6 +95,7 @@ void installCrashHandler() {
 void startUpBeforeResolver() {
     registerForkHandlers();
     claimMemory();
+    chooseEscaping();
     installCrashHandler();
     resolveHookedFunctions();
     initializeSocketPointers();

@@ -12,7 +12,7 @@ namespace {
 constexpr unsigned long growthStep = 8192;
 constexpr unsigned long slack = 8;
 
-static_assert(longestEscape < slack);
+static_assert(escapingOverrun < slack);
 
 // The digits of `value`, written so that they end at `end`. Returns where they begin.
 template <typename Unsigned>

@@ -9,7 +9,8 @@
 
 constexpr char HexaTable[] = "0123456789abcdef";
 
-struct EscapedByte {
+// As long as a register, so that one move writes it.
+struct alignas(8) EscapedByte {
     char text[6];
     std::uint8_t length;
 };
@@ -48,13 +49,19 @@ inline const EscapedByte& escaped(char c) {
     return escapedBytes[static_cast<unsigned char>(c)];
 }
 
-// What is written at the end of a run may stand up to this many bytes beyond it.
+// How long the form of one byte can be.
 constexpr unsigned long longestEscape = sizeof(EscapedByte::text);
+
+// How many bytes behind the limit may be overwritten.
+constexpr unsigned long escapingOverrun = sizeof(EscapedByte) - 1;
+
+// Chooses the fastest way that the processor knows; until then it is the portable one.
+void chooseEscaping();
 
 // How many bytes the escaped form of `count` bytes has.
 unsigned long escapedLength(const char* bytes, unsigned long count);
 
 // Writes the escaped form of `count` bytes to `out` and returns where it ends, which is `limit` at
-// the most: another thread of the application may change the bytes after they were counted. Behind
-// the end, up to longestEscape bytes are overwritten.
+// the most: another thread of the application may change the bytes after they were counted. What
+// lies behind the end may be overwritten, as far as escapingOverrun bytes behind `limit`.
 char* writeEscaped(char* out, const char* limit, const char* bytes, unsigned long count);
