@@ -11,9 +11,10 @@
 #include "base/logStream.h"
 #include "base/utils.h"
 
+constinit std::atomic<char*> debugFileNameFlush{nullptr};
+
 namespace {
 
-constinit std::atomic<char*> debugFileNameFlush{nullptr};
 constinit std::FILE* hLogFile = nullptr;
 constinit bool defaultDebugDisplayInitialized = false;
 
@@ -94,10 +95,6 @@ void build_debug_file_name(const char* dir, const char* prefix, const char* suff
     *name = static_cast<char*>(malloc(*size));
     if (*name == nullptr) return;
     snprintf(*name, *size, "%s%s_%s%s%s", dir, prefix, startTime, processPart, suffix);
-}
-
-bool hasLogFile() {
-    return debugFileNameFlush.load(std::memory_order_acquire) != nullptr;
 }
 
 void writeToLogFile(const char* line, std::size_t length) {

@@ -17,15 +17,18 @@ constinit std::atomic<void (*)(int)> WSASetLastError_ptr{nullptr};
 
 namespace {
 
+template <typename Function>
+[[gnu::cold]] [[gnu::noinline]] Function resolve(std::atomic<Function>& pointer, const char* name) {
+    const auto function = reinterpret_cast<Function>(MyGetProcAddr(name));
+    pointer.store(function, std::memory_order_relaxed);
+    return function;
+}
+
 // The pointer's value, looked up by the function's plain name if it is still null.
 template <typename Function>
-Function resolved(std::atomic<Function>& pointer, const char* name) {
-    Function function = pointer.load(std::memory_order_relaxed);
-    if (function == nullptr) [[unlikely]] {
-        function = reinterpret_cast<Function>(MyGetProcAddr(name));
-        pointer.store(function, std::memory_order_relaxed);
-    }
-    return function;
+[[gnu::always_inline]] inline Function resolved(std::atomic<Function>& pointer, const char* name) {
+    const Function function = pointer.load(std::memory_order_relaxed);
+    return function != nullptr ? function : resolve(pointer, name);
 }
 
 }  // namespace

@@ -107,10 +107,6 @@ std::int32_t getDebugLvl() {
     return debugLvl.load(std::memory_order_relaxed);
 }
 
-bool isTraceWritten(int kind) {
-    return kind == TRACE_LOW || (hasLogFile() && isDebugLevelEnable(kind));
-}
-
 void x_disp(DebugMessageKind kind, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);

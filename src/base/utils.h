@@ -87,9 +87,19 @@ bool isDebugLevelEnable(int kind);
 // The bit mask of enabled kinds.
 std::int32_t getDebugLvl();
 
+// The log file's name; null while there is none.
+extern std::atomic<char*> debugFileNameFlush;
+
+// True when a log file was asked for, whether or not it could be opened.
+inline bool hasLogFile() {
+    return debugFileNameFlush.load(std::memory_order_acquire) != nullptr;
+}
+
 // True when a line of this kind would be written anywhere. Cheap: for callers that would have to
 // prepare arguments.
-bool isTraceWritten(int kind);
+inline bool isTraceWritten(int kind) {
+    return kind == TRACE_LOW || (hasLogFile() && isDebugLevelEnable(kind));
+}
 
 // Writes one line (label, formatted text, newline) to the log file and the debug server, if the
 // kind is enabled and there is a log file. `format` must not end in a newline. Callable from any
@@ -122,9 +132,6 @@ void set_file_display(const char* fileName, const char* directory);
 // stores the size of its buffer in bytes. The text is null when memory is short.
 void build_debug_file_name(const char* dir, const char* prefix, const char* suffix, char** name,
                            std::size_t* size);
-
-// True when a log file was asked for, whether or not it could be opened.
-bool hasLogFile();
 
 // Appends a whole line to the log file, if it is open. The caller holds criticalSectionLog.
 void writeToLogFile(const char* line, std::size_t length);

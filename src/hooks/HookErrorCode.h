@@ -1,22 +1,22 @@
 #pragma once
 
-#include "base/realFunctions.h"
+#include <cerrno>
 
 // The application's error code across a hook body. Whatever the hook does, the real call finds the
 // code that the application had, and the application finds the code that the real call left.
 class HookErrorCode {
 public:
-    HookErrorCode() : code_(WSAGetLastError()) {}
-    ~HookErrorCode() { WSASetLastError(code_); }
+    HookErrorCode() : code_(errno) {}
+    ~HookErrorCode() { errno = code_; }
     HookErrorCode(const HookErrorCode&) = delete;
     HookErrorCode& operator=(const HookErrorCode&) = delete;
 
     // Makes the real call and keeps the code that it leaves. Returns the call's result.
     template <typename RealCall>
     auto around(RealCall&& realCall) {
-        WSASetLastError(code_);
+        errno = code_;
         const auto result = realCall();
-        code_ = WSAGetLastError();
+        code_ = errno;
         return result;
     }
 

@@ -38,6 +38,7 @@ int PeerAddress::currentLength() const {
 sockaddr_storage PeerAddress::contents() const {
     sockaddr_storage copy{};
     const std::size_t wanted = std::min<std::size_t>(room_, sizeof(copy));
-    std::memcpy(&copy, area_, readableLength(area_, wanted));
+    const bool isOurs = area_ == reinterpret_cast<const struct sockaddr*>(&ownArea_);
+    std::memcpy(&copy, area_, isOurs ? wanted : readableLength(area_, wanted));
     return copy;
 }

@@ -8,19 +8,32 @@
 #include "base/applicationMemory.h"
 #include "recording/AgentInterface.h"
 
+namespace {
+
+bool isAnybodyWatching() {
+    return !agentInterfaceUnplugged.load(std::memory_order_relaxed) || hasLogFile();
+}
+
+}  // namespace
+
 bool isDataRecorded(const SOCKETINFO* record, const char* hookName, int callNumber, int fd) {
     const int reason = shouldBeLogged(record);
-    if (reason == SHOULDBELOGGED) return true;
+    if (reason == SHOULDBELOGGED) return isAnybodyWatching();
     si_disp(record, TRACE_INFO, "[%d]%s on %lx not logged (%s)", callNumber, hookName,
             shownSocket(fd), ImageShouldBeLogged[reason]);
     return false;
+}
+
+EntryStamps::EntryStamps(const SOCKETINFO* record) {
+    if (shouldBeLogged(record) == SHOULDBELOGGED && isAnybodyWatching()) stamps_.emplace();
 }
 
 bool isNothingToRead(ssize_t result, int error) {
     return result <= 0 && error == EAGAIN;
 }
 
-void setSendHeader(RecorderMessage& message, const TimeStamps& start, int ticket, int fd) {
+void setSendHeader(RecorderMessage& message, const EntryStamps& entry, int ticket, int fd) {
+    const TimeStamps start = entry.get();
     setTimeStampNs(message, start.nanoseconds);
     message.set(RecorderMessageAttribute::timestamp, start.milliseconds);
     message.setInt(RecorderMessageAttribute::ticket, ticket);

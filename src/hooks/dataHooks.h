@@ -4,19 +4,34 @@
 
 #include <sys/uio.h>
 
+#include <optional>
+
 #include "hooks/HookErrorCode.h"
 #include "hooks/HookSocket.h"
 #include "hooks/hookStamps.h"
 #include "hooks/tracedText.h"
 
-// True when the socket's data is recorded; else traces that it is not, and why.
+// True when the socket's data is recorded and there is a recorder or a log to see it; traces a
+// socket whose data is not recorded, and why.
 bool isDataRecorded(const SOCKETINFO* record, const char* hookName, int callNumber, int fd);
+
+// The moment at which a send was entered. The clocks are read only where that will be recorded.
+class EntryStamps {
+public:
+    explicit EntryStamps(const SOCKETINFO* record);
+
+    // The present moment for a socket that another thread has made a recorded one in between.
+    TimeStamps get() const { return stamps_ ? *stamps_ : TimeStamps(); }
+
+private:
+    std::optional<TimeStamps> stamps_;
+};
 
 // True for a receive that found nothing on a non-blocking socket, which leaves no message.
 bool isNothingToRead(ssize_t result, int error);
 
 // The attributes before "data" of a "send" message.
-void setSendHeader(RecorderMessage& message, const TimeStamps& start, int ticket, int fd);
+void setSendHeader(RecorderMessage& message, const EntryStamps& entry, int ticket, int fd);
 
 // The attributes before "data" of a "receive" message.
 void setReceiveHeader(RecorderMessage& message, const TimeStamps& arrival, int ticket, int fd);

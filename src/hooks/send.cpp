@@ -32,7 +32,7 @@ ssize_t Mysend(int fd, const void* buf, size_t len, int flags) {
     if (record == nullptr) return True_send(fd, buf, len, flags);
 
     HookErrorCode error;
-    const TimeStamps start;
+    const EntryStamps entry(record);
     const int callNumber = numbers.callNumber;
     if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]send \tsocket : %lx", callNumber, shownSocket(fd));
@@ -41,7 +41,7 @@ ssize_t Mysend(int fd, const void* buf, size_t len, int flags) {
     if (!isDataRecorded(record, "send", callNumber, fd)) return result;
 
     RecorderMessage message(RecorderMessageKind::send, callNumber);
-    setSendHeader(message, start, ticketValue(numbers), fd);
+    setSendHeader(message, entry, ticketValue(numbers), fd);
     setSentData(message, buf, len, result, error.code());
     message.set(RecorderMessageAttribute::length, static_cast<unsigned long>(len));
     sendWithResult(message, result, error.code());

@@ -10,7 +10,7 @@ ssize_t Mysendmsg(int fd, const struct msghdr* msg, int flags) {
     if (record == nullptr) return True_sendmsg(fd, msg, flags);
 
     HookErrorCode error;
-    const TimeStamps start;
+    const EntryStamps entry(record);
     const int callNumber = numbers.callNumber;
     if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]sendmsg \tsocket : %lx", callNumber, shownSocket(fd));
@@ -27,7 +27,7 @@ ssize_t Mysendmsg(int fd, const struct msghdr* msg, int flags) {
     if (!isDataRecorded(record, "sendmsg", callNumber, fd)) return result;
 
     RecorderMessage message(RecorderMessageKind::send, callNumber);
-    setSendHeader(message, start, ticketValue(numbers), fd);
+    setSendHeader(message, entry, ticketValue(numbers), fd);
     const MessageBuffers buffers(msg, result);
     const int total = buffers.totalLength();
     const bool tookAll = result >= 0 && result == total;

@@ -40,7 +40,7 @@ ssize_t Mysendto(int fd, const void* buf, size_t len, int flags, const struct so
     if (record == nullptr) return True_sendto(fd, buf, len, flags, destination, tolen);
 
     HookErrorCode error;
-    const TimeStamps start;
+    const EntryStamps entry(record);
     const int callNumber = numbers.callNumber;
     if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]sendto \tsocket : %lx", callNumber, shownSocket(fd));
@@ -50,7 +50,7 @@ ssize_t Mysendto(int fd, const void* buf, size_t len, int flags, const struct so
     if (!isDataRecorded(record, "sendto", callNumber, fd)) return result;
 
     RecorderMessage message(RecorderMessageKind::send, callNumber);
-    setSendHeader(message, start, ticketValue(numbers), fd);
+    setSendHeader(message, entry, ticketValue(numbers), fd);
     setSentData(message, buf, len, result, error.code());
     message.set(RecorderMessageAttribute::length, static_cast<unsigned long>(len));
     setPossibleUdp(message, record);

@@ -30,7 +30,7 @@ ssize_t Mywrite(int fd, const void* buf, size_t count) {
     if (record == nullptr) return True_write(fd, buf, count);
 
     HookErrorCode error;
-    const TimeStamps start;
+    const EntryStamps entry(record);
     const int callNumber = numbers.callNumber;
     if (!waitConnectionDone(record, callNumber)) return error.refuse(EAGAIN);
     si_disp(record, TRACE_CALL, "[%d]write \tsocket : %lx", callNumber, shownSocket(fd));
@@ -39,7 +39,7 @@ ssize_t Mywrite(int fd, const void* buf, size_t count) {
     if (!isDataRecorded(record, "write", callNumber, fd)) return result;
 
     RecorderMessage message(RecorderMessageKind::send, callNumber);
-    setSendHeader(message, start, ticketValue(numbers), fd);
+    setSendHeader(message, entry, ticketValue(numbers), fd);
     setSentData(message, buf, count, result, error.code());
     message.set(RecorderMessageAttribute::length, static_cast<unsigned long>(count));
     sendWithResult(message, result, error.code());

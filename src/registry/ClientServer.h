@@ -130,7 +130,15 @@ void vsi_disp(const SOCKETINFO* record, DebugMessageKind kind, const char* forma
               va_list arguments) __attribute__((format(printf, 3, 0)));
 
 // True when si_disp would write a line of this kind for the record.
-bool isTraceWrittenFor(const SOCKETINFO* record, DebugMessageKind kind);
+inline bool isTraceWrittenFor(const SOCKETINFO* record, DebugMessageKind kind) {
+    constexpr int localFamily = AF_UNIX;
+    return isTraceWritten(kind) && record != nullptr && getFamily(record) != localFamily;
+}
+
+// The arguments of a line that is not written are not even evaluated: nearly every call passes here
+// without a log file.
+#define si_disp(record, kind, ...) \
+    (isTraceWrittenFor(record, kind) ? (si_disp)(record, kind, __VA_ARGS__) : static_cast<void>(0))
 
 // --- Displays: INFO traces for diagnostics (socketDisplays.cpp) ---
 

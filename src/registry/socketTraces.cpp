@@ -1,19 +1,11 @@
 #include "registry/ClientServer.h"
 
-namespace {
-constexpr int localFamily = AF_UNIX;
-}
-
-bool isTraceWrittenFor(const SOCKETINFO* record, DebugMessageKind kind) {
-    return record != nullptr && getFamily(record) != localFamily && isTraceWritten(kind);
-}
-
 void vsi_disp(const SOCKETINFO* record, DebugMessageKind kind, const char* format,
               va_list arguments) {
     if (isTraceWrittenFor(record, kind)) vx_disp(kind, format, arguments);
 }
 
-void si_disp(const SOCKETINFO* record, DebugMessageKind kind, const char* format, ...) {
+void(si_disp)(const SOCKETINFO* record, DebugMessageKind kind, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     vsi_disp(record, kind, format, arguments);

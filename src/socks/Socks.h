@@ -81,7 +81,10 @@ bool lock_connection(SOCKETINFO* record, int callNumber);
 void unlock_connection(SOCKETINFO* record, int callNumber);
 // Waits until no rerouted connect is going on on the socket. False when it is this thread's own,
 // whose exchange with the server a signal handler must not come between.
-bool waitConnectionDone(SOCKETINFO* record, int callNumber);
+bool waitForReroutedConnect(SOCKETINFO* record, int callNumber);
+inline bool waitConnectionDone(SOCKETINFO* record, int callNumber) {
+    return !isSocksModeActive() || waitForReroutedConnect(record, callNumber);
+}
 // In a forked child: ends the connects of threads that do not exist here.
 void endOtherThreadsConnects();
 

@@ -80,8 +80,7 @@ void unlock_connection(SOCKETINFO* record, int callNumber) {
     endNewestOwnConnect();
 }
 
-bool waitConnectionDone(SOCKETINFO* record, int callNumber) {
-    if (!isSocksModeActive()) return true;
+bool waitForReroutedConnect(SOCKETINFO* record, int callNumber) {
     if (ownConnectCount != 0) endAbandonedConnects(__builtin_frame_address(0));
     CriticalSection* const lock = isLockedSocket(record);
     if (lock == nullptr) return true;
