@@ -23,5 +23,5 @@ def talk(*command):
 
 PROGRAMS = {
     "java": talk("java", HERE / "HttpTalk.java"),
-    "node": talk("node", HERE / "httpTalk.mjs"),
+    "node": talk("node", "--no-warnings", HERE / "httpTalk.mjs"),
 }
