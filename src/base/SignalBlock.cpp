@@ -2,7 +2,9 @@
 
 #include <poll.h>
 #include <pthread.h>
+#include <sys/syscall.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -12,20 +14,33 @@ constinit thread_local int signalBlockDepth = 0;
 
 namespace {
 
-bool isSigpipePending() {
+bool isPending(int signal) {
     sigset_t pending;
-    return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+    return sigpending(&pending) == 0 && sigismember(&pending, signal) == 1;
 }
 
 // The system hands out a thread's own signal before one of the whole process, so what is taken is
 // the thread's. Where none is left although one was pending before, that was the thread's too.
-void takeSigpipeBack(bool wasPending) {
-    sigset_t sigpipe;
-    sigemptyset(&sigpipe);
-    sigaddset(&sigpipe, SIGPIPE);
+void takeBack(int signal, bool wasPending) {
+    sigset_t taken;
+    sigemptyset(&taken);
+    sigaddset(&taken, signal);
     const timespec noWait = {0, 0};
-    sigtimedwait(&sigpipe, nullptr, &noWait);
-    if (wasPending && !isSigpipePending()) pthread_kill(pthread_self(), SIGPIPE);
+    sigtimedwait(&taken, nullptr, &noWait);
+    if (wasPending && !isPending(signal)) pthread_kill(pthread_self(), signal);
+}
+
+// Makes a system call that raises the signal when it fails with the error.
+template <typename Call>
+ssize_t withoutSignal(int signal, int error, Call call) {
+    const SignalBlock signals;
+    const bool wasPending = isPending(signal);
+    const ssize_t result = call();
+    if (result == -1 && errno == error) {
+        takeBack(signal, wasPending);
+        errno = error;
+    }
+    return result;
 }
 
 }  // namespace
@@ -74,12 +89,9 @@ SignalBlock::~SignalBlock() {
 }
 
 ssize_t SignalBlock::send(int fd, const void* bytes, std::size_t length) {
-    const SignalBlock signals;
-    const bool wasPending = isSigpipePending();
-    const ssize_t result = True_send(fd, bytes, length, 0);
-    if (result == -1 && errno == EPIPE) {
-        takeSigpipeBack(wasPending);
-        errno = EPIPE;
-    }
-    return result;
+    return withoutSignal(SIGPIPE, EPIPE, [&] { return True_send(fd, bytes, length, 0); });
+}
+
+ssize_t SignalBlock::write(int fd, const void* bytes, std::size_t length) {
+    return withoutSignal(SIGXFSZ, EFBIG, [&] { return syscall(SYS_write, fd, bytes, length); });
 }

@@ -41,6 +41,11 @@ public:
     // returns, with errno.
     static ssize_t send(int fd, const void* bytes, std::size_t length);
 
+    // The real write, to a file, past the entry points. One that finds the file as large as the
+    // process may make it raises no SIGXFSZ, in the same way. Returns what write returns, with
+    // errno.
+    static ssize_t write(int fd, const void* bytes, std::size_t length);
+
 private:
     sigset_t mask_;
     Cancellability cancellability_;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/SignalBlock.h"
 #include "base/heapObject.h"
 #include "base/ownDescriptors.h"
 
@@ -29,7 +30,7 @@ public:
     // What cannot be written is given up, so that the stream stays usable.
     void write(const char* bytes, std::size_t count) {
         while (count != 0 && isOpen()) {
-            const long written = syscall(SYS_write, fd_, bytes, count);
+            const ssize_t written = SignalBlock::write(fd_, bytes, count);
             if (written == -1 && errno == EINTR) continue;
             if (written <= 0) return;
             bytes += written;

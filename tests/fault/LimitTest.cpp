@@ -47,6 +47,15 @@ TEST_P(Limits, AStartUpWithoutRoomLeavesTheProgramToItself) {
 }
 #endif
 
+TEST_P(Limits, ATraceWithoutRoomEndsAndTheProgramGoesOn) {
+    const ProbeOutcome outcome = limits("no-room-for-trace", GetParam());
+    EXPECT_EQ(outcome.output, (Lines{"arrived: 0", "failures: 0"}));
+    EXPECT_EQ(outcome.exitStatus, 0);
+    EXPECT_EQ(outcome.trace, Lines{});
+    EXPECT_EQ(tallyOf(outcome.messages),
+              (Tally{{processOnce, 1}, {connectOf("SERVER"), 50}, {closeOfSocket, 50}}));
+}
+
 INSTANTIATE_TEST_SUITE_P(Traces, Limits, ::testing::Values(0, 1023));
 
 // A message is whole, or it was given up with a trace: with as many as these some may have to wait

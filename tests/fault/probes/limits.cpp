@@ -124,6 +124,29 @@ void noRoomForStartUp() {
     printFailures();
 }
 
+void limitFiles(rlim_t bytes) {
+    rlimit size{};
+    getrlimit(RLIMIT_FSIZE, &size);
+    size.rlim_cur = bytes;
+    expect(setrlimit(RLIMIT_FSIZE, &size) == 0);
+}
+
+// The trace file is there by then, and what waits to be written to it, some until the end.
+void noRoomForTrace() {
+    probe::Drain drain;
+    drain.tellPortAs("SERVER");
+    const sockaddr_in server = drain.address();
+    limitFiles(0);
+    for (int i = 0; i < 50; ++i)
+        expect(close(connectTo(server)) == 0);
+    const std::size_t arrived = drain.stop();
+    limitFiles(RLIM_INFINITY);
+    std::printf("arrived: %zu\n", arrived);
+    printFailures();
+    std::fflush(stdout);
+    limitFiles(0);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -131,5 +154,6 @@ int main(int argc, char** argv) {
                               {{"many-sockets", manySockets},
                                {"large-payloads", largePayloads},
                                {"no-room-for-message", noRoomForMessage},
-                               {"no-room-for-start-up", noRoomForStartUp}});
+                               {"no-room-for-start-up", noRoomForStartUp},
+                               {"no-room-for-trace", noRoomForTrace}});
 }

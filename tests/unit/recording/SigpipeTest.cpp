@@ -1,31 +1,27 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <initializer_list>
 #include <string>
-#include <vector>
 
 #include "recording/AgentInterface.h"
 #include "support/RealCalls.h"
+#include "support/SignalSets.h"
 #include "support/TraceLog.h"
 
 namespace {
 
 using testing::ElementsAre;
+using veltra::testing::block;
+using veltra::testing::blockedSignals;
+using veltra::testing::CountedSignal;
+using veltra::testing::pendingSignals;
 using veltra::testing::ReplacedCall;
 using veltra::testing::TraceLog;
 using veltra::testing::useRealCalls;
-
-volatile sig_atomic_t raised = 0;
-
-void count(int) {
-    raised = raised + 1;
-}
 
 // A descriptor on which every send raises SIGPIPE: its other end is gone.
 int brokenSocket(int, int, int) {
@@ -51,47 +47,9 @@ int resetConnect(int fd, const sockaddr* address, socklen_t length) {
     return 0;
 }
 
-std::vector<int> signalsIn(const sigset_t& set) {
-    std::vector<int> signals;
-    for (int signal = 1; signal < SIGRTMAX; ++signal) {
-        if (sigismember(&set, signal) == 1) signals.push_back(signal);
-    }
-    return signals;
-}
-
-std::vector<int> blockedSignals() {
-    sigset_t mask;
-    pthread_sigmask(SIG_BLOCK, nullptr, &mask);
-    return signalsIn(mask);
-}
-
-std::vector<int> pendingSignals() {
-    sigset_t pending;
-    sigpending(&pending);
-    return signalsIn(pending);
-}
-
 class Sigpipe : public testing::Test {
 protected:
-    void SetUp() override {
-        useRealCalls();
-        raised = 0;
-        struct sigaction action = {};
-        action.sa_handler = &count;
-        sigaction(SIGPIPE, &action, &actionBefore);
-        pthread_sigmask(SIG_BLOCK, nullptr, &maskBefore);
-    }
-    void TearDown() override {
-        pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
-        sigaction(SIGPIPE, &actionBefore, nullptr);
-    }
-    static void block(std::initializer_list<int> signals) {
-        sigset_t set;
-        sigemptyset(&set);
-        for (const int signal : signals)
-            sigaddset(&set, signal);
-        pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    }
+    void SetUp() override { useRealCalls(); }
     // Sends "exit" on a broken connection.
     void sendBroken() {
         const ReplacedCall socketCall(socket_ptr, &brokenSocket);
@@ -108,14 +66,13 @@ protected:
                                 "unknown code"));
     }
 
-    struct sigaction actionBefore;
-    sigset_t maskBefore;
+    CountedSignal sigpipe{SIGPIPE};
 };
 
 TEST_F(Sigpipe, IsNotRaised) {
     const auto blocked = blockedSignals();
     sendBroken();
-    EXPECT_EQ(raised, 0);
+    EXPECT_EQ(sigpipe.times(), 0);
     EXPECT_EQ(blockedSignals(), blocked);
     EXPECT_THAT(pendingSignals(), ElementsAre());
 }
@@ -133,9 +90,9 @@ TEST_F(Sigpipe, PendingForTheThreadStaysPending) {
     raise(SIGPIPE);
     sendBroken();
     EXPECT_THAT(pendingSignals(), ElementsAre(SIGPIPE));
-    EXPECT_EQ(raised, 0);
-    pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
-    EXPECT_EQ(raised, 1);
+    EXPECT_EQ(sigpipe.times(), 0);
+    sigpipe.restoreMask();
+    EXPECT_EQ(sigpipe.times(), 1);
 }
 
 TEST_F(Sigpipe, PendingForTheProcessStaysPending) {
@@ -143,23 +100,19 @@ TEST_F(Sigpipe, PendingForTheProcessStaysPending) {
     kill(getpid(), SIGPIPE);
     sendBroken();
     EXPECT_THAT(pendingSignals(), ElementsAre(SIGPIPE));
-    EXPECT_EQ(raised, 0);
-    pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
-    EXPECT_EQ(raised, 1);
+    EXPECT_EQ(sigpipe.times(), 0);
+    sigpipe.restoreMask();
+    EXPECT_EQ(sigpipe.times(), 1);
 }
 
 TEST_F(Sigpipe, OtherPendingSignalsStayPending) {
     block({SIGPIPE, SIGUSR1});
-    struct sigaction ignoring = {};
-    ignoring.sa_handler = &count;
-    struct sigaction before;
-    sigaction(SIGUSR1, &ignoring, &before);
+    const CountedSignal other(SIGUSR1);
     raise(SIGUSR1);
     sendBroken();
     EXPECT_THAT(pendingSignals(), ElementsAre(SIGUSR1));
-    pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
-    EXPECT_EQ(raised, 1);
-    sigaction(SIGUSR1, &before, nullptr);
+    sigpipe.restoreMask();
+    EXPECT_EQ(other.times(), 1);
 }
 
 TEST_F(Sigpipe, IgnoredSignalStaysIgnored) {
@@ -219,7 +172,7 @@ TEST_F(Sigpipe, IsNotRaisedByARecorderThatResets) {
                                 "[ERROR]send() returned SOCKET_ERROR, WSAGetLastError=104 "
                                 "WSAECONNRESET : Connection reset by peer"));
     }
-    EXPECT_EQ(raised, 0);
+    EXPECT_EQ(sigpipe.times(), 0);
     EXPECT_EQ(blockedSignals(), blocked);
     EXPECT_THAT(pendingSignals(), ElementsAre());
     ::close(listener);
