@@ -43,27 +43,81 @@ $AGENT python3 calls.py
     EXPECT_EQ(run("AGENT=\n" + script).output, "stream 4 no error\ndatagram 4 no error\n");
 }
 
-// The address arrives whole, though the program has declared room for its family alone.
-TEST(Differences, AcceptAndRecvfromWriteTheWholeAddress) {
-    const std::string script = calls + std::string(R"sh(
-def address_after(call, *arguments):
-    room = ctypes.create_string_buffer(b"." * 16, 16)
-    length = ctypes.c_uint(2)
-    outcome = call(room, length, *arguments)
-    print("failed" if outcome < 0 else "written", length.value, room.raw[8:16].count(b"."))
+// The two calls that learn a peer's address, on a listener with a client and on a socket with a
+// word. `room` and `length` may be None; `asked` are the bytes of room that the program declares.
+constexpr const char* peerCalls = R"sh(
+def accept(room, length):
+    return result("accept", listener.fileno(), room, length)
 
-accept = lambda room, length: library.accept(listener.fileno(), room, ctypes.byref(length))
-address_after(accept)
-datagram.send(b"word")
 words = ctypes.create_string_buffer(10)
-address_after(lambda room, length: library.recvfrom(other.fileno(), words, 10, 0, room, ctypes.byref(length)))
-END
-$AGENT python3 calls.py
-)sh");
-    const AppRun recorded = runRecorded(script);
-    EXPECT_EQ(recorded.recorded.output, "written 16 0\nwritten 16 0\n");
-    EXPECT_EQ(run("AGENT=\n" + script).output, "written 16 8\nwritten 16 8\n");
+def recvfrom(room, length):
+    return result("recvfrom", other.fileno(), words, 10, 0, room, length)
+
+def peer(call, asked, with_room=True, with_length=True, sent=True):
+    datagram.send(b"word")
+    if not sent:
+        other.recv(10)
+        if call == accept: listener.accept()
+        for waiting in listener, other: waiting.setblocking(False)
+    room = ctypes.create_string_buffer(b"." * 16, 16)
+    length = ctypes.c_uint(asked)
+    outcome = call(room if with_room else None, ctypes.byref(length) if with_length else None)
+    outcome = "accepted" if call == accept and not outcome.startswith("-1") else outcome
+    print(call.__name__, outcome, "length", length.value, "written", len(room.raw.rstrip(b".")))
+)sh";
+
+// A script that asks for a peer's address with both calls.
+std::string askingForThePeer(const std::string& arguments) {
+    return std::string(calls) + peerCalls + "peer(accept, " + arguments + ")\npeer(recvfrom, " +
+           arguments + ")\nEND\n$AGENT python3 calls.py\n";
 }
+
+// What the program asks for, and what it finds with the agent and without.
+struct PeerCase {
+    const char* name;
+    const char* arguments;
+    const char* recorded;
+    const char* bare;
+};
+
+std::ostream& operator<<(std::ostream& stream, const PeerCase& peerCase) {
+    return stream << peerCase.arguments;
+}
+
+class PeerDifferences : public ::testing::TestWithParam<PeerCase> {};
+
+TEST_P(PeerDifferences, AreTheseAndNothingElse) {
+    const std::string script = askingForThePeer(GetParam().arguments);
+    EXPECT_EQ(runRecorded(script).recorded.output, GetParam().recorded);
+    EXPECT_EQ(run("AGENT=\n" + script).output, GetParam().bare);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Calls, PeerDifferences,
+    ::testing::Values(
+        PeerCase{"LittleRoomIsFilledAsIfThereWereEnough", "2",
+                 "accept accepted length 16 written 16\nrecvfrom 4 no error length 16 written 16\n",
+                 "accept accepted length 16 written 2\nrecvfrom 4 no error length 16 written 2\n"},
+        PeerCase{"RoomWithoutALengthIsFilled", "2, with_length=False",
+                 "accept accepted length 2 written 16\nrecvfrom 4 no error length 2 written 16\n",
+                 "accept -1 EFAULT length 2 written 0\nrecvfrom -1 EFAULT length 2 written 0\n"},
+        PeerCase{
+            "LengthWithoutRoomIsWritten", "100, with_room=False",
+            "accept accepted length 16 written 0\nrecvfrom 4 no error length 16 written 0\n",
+            "accept accepted length 100 written 0\nrecvfrom 4 no error length 100 written 0\n"},
+        PeerCase{"LittleLengthIsRaisedWhereThereIsNobody", "2, sent=False",
+                 "accept -1 EAGAIN length 16 written 0\nrecvfrom -1 EAGAIN length 16 written 0\n",
+                 "accept -1 EAGAIN length 2 written 0\nrecvfrom -1 EAGAIN length 2 written 0\n"},
+        PeerCase{
+            "EnoughRoomMakesNoDifference", "16",
+            "accept accepted length 16 written 16\nrecvfrom 4 no error length 16 written 16\n",
+            "accept accepted length 16 written 16\nrecvfrom 4 no error length 16 written 16\n"},
+        PeerCase{"NeitherMakesNoDifference", "16, with_room=False, with_length=False",
+                 "accept accepted length 16 written 0\nrecvfrom 4 no error length 16 written 0\n",
+                 "accept accepted length 16 written 0\nrecvfrom 4 no error length 16 written 0\n"}),
+    [](const ::testing::TestParamInfo<PeerCase>& peerCase) {
+        return std::string(peerCase.param.name);
+    });
 
 // A program that lists its descriptors finds the trace file's among them, far from its own.
 TEST(Differences, TraceFileIsAmongTheDescriptors) {
