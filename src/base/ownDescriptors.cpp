@@ -79,9 +79,9 @@ void forgetOwnDescriptor(int fd) {
 bool isOwnDescriptor(int fd) {
     if (fd < 0) return false;
     for (const OwnDescriptor& slot : ownDescriptors) {
-        if (slot.fd.load(std::memory_order_acquire) != fd) continue;
-        const FileIdentity identity = slot.identity();
-        return identity == FileIdentity{} || identity == fileIdentity(fd);
+        if (slot.fd.load(std::memory_order_acquire) == fd && slot.identity() == fileIdentity(fd)) {
+            return true;
+        }
     }
     return false;
 }

@@ -20,10 +20,9 @@ struct FileIdentity {
 // The identity of what `fd` means now; all zero when it means nothing. Keeps errno.
 FileIdentity fileIdentity(int fd);
 
-// Remember and forget a number as the agent's own, as long as it means that file; without an
-// identity, whatever it means. Where too many are remembered already, one more is not. Neither
-// fails or changes errno.
-void rememberOwnDescriptor(int fd, const FileIdentity& identity = {});
+// Remember and forget a number as the agent's own, as long as it means that file. Where too many
+// are remembered already, one more is not. Neither fails or changes errno.
+void rememberOwnDescriptor(int fd, const FileIdentity& identity);
 void forgetOwnDescriptor(int fd);
 
 // True for a number that is still the agent's own. Callable from anywhere; for other numbers

@@ -30,7 +30,7 @@ void traceNotLogged(int callNumber, int fd) {
 }
 
 // The agent's own descriptors are none to the application.
-int closeUnknown(int fd) {
+int closeForApplication(int fd) {
     if (!isOwnDescriptor(fd)) [[likely]]
         return True_close(fd);
     WSASetLastError(EBADF);
@@ -62,8 +62,7 @@ struct ClosingSocket {
 int Myclose(int fd) {
     const CallNumbers numbers;
     SOCKETINFO* const record = getSocketInfo(fd);
-    if (record == nullptr) return closeUnknown(fd);
-    if (isMemoryBorrowed()) return True_close(fd);
+    if (record == nullptr || isMemoryBorrowed()) return closeForApplication(fd);
 
     HookErrorCode error;
     const TimeStamps start;
@@ -72,7 +71,7 @@ int Myclose(int fd) {
     const ClosingSocket closing(record);
     forgetNewestBoundPort(fd);  // also if the close fails
     const bool isOurs = withdrawSocketInfo(record, fd);
-    const int result = error.around([&] { return True_close(fd); });
+    const int result = error.around([&] { return closeForApplication(fd); });
     if (result == -1) {
         if (isOurs) restoreSocketInfo(record, fd);
         afterFailedClose(record, callNumber, fd, error.code());

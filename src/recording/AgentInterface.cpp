@@ -9,7 +9,6 @@
 #include <cstring>
 
 #include "base/heapObject.h"
-#include "base/ownDescriptors.h"
 #include "base/realFunctions.h"
 #include "base/traceUtils.h"
 #include "base/utils.h"
@@ -54,6 +53,13 @@ void traceFailure(const char* call, const char* failure) {
 
 void traceNoTurn() {
     x_disp(TRACE_ERROR, "no turn to send a message within %d seconds", longestTurn);
+}
+
+// As for a closed one, the error code is left that tells of a number which means nothing.
+bool isStill(int connection, const FileIdentity& identity) {
+    if (fileIdentity(connection) == identity) return true;
+    True_WSASetLastError(EBADF);
+    return false;
 }
 
 bool isPast(const timespec& deadline) {
@@ -157,31 +163,35 @@ bool AgentInterface::_sendAMessage(const char* text, unsigned long length,
 }
 
 void AgentInterface::deliver(const char* text, unsigned long length) {
-    const int connection = moveDescriptorAside(True_socket(2, 1, 6));
-    if (connection == -1) return traceFailure("socket", "INVALID_SOCKET");
-    const FileIdentity identity = fileIdentity(connection);
-    openConnection.store(connection, std::memory_order_relaxed);
+    const int created = True_socket(2, 1 | SOCK_CLOEXEC, 6);
+    if (created == -1) return traceFailure("socket", "INVALID_SOCKET");
+    const FileIdentity identity = fileIdentity(created);
+    const int connection = moveDescriptorAside(created);
     rememberOwnDescriptor(connection, identity);
-    sendOn(connection, text, length);
+    openConnection.store(connection, std::memory_order_relaxed);
+    sendOn(connection, identity, text, length);
     forgetOwnDescriptor(connection);
     openConnection.store(-1, std::memory_order_relaxed);
-    // The application may have put a file of its own in its place.
     if (fileIdentity(connection) == identity) True_close(connection);
 }
 
-void AgentInterface::sendOn(int connection, const char* text, unsigned long length) {
-    limitWaits(connection);
+// The application may have put a file of its own in the connection's place, above all while the
+// connect waited.
+void AgentInterface::sendOn(int connection, const FileIdentity& identity, const char* text,
+                            unsigned long length) {
     sockaddr_in recorder{};
     recorder.sin_family = AF_INET;
     recorder.sin_addr.s_addr = True_inet_addr(address);
     recorder.sin_port = True_htons(static_cast<std::uint16_t>(port));
+    if (!isStill(connection, identity)) return traceFailure("connect", "SOCKET_ERROR");
+    limitWaits(connection);
+    if (isOnThisMachine(recorder)) giveBackPortAtClose(connection);
     if (True_connect(connection, reinterpret_cast<const sockaddr*>(&recorder), sizeof(recorder)) ==
         -1) {
-        traceFailure("connect", "SOCKET_ERROR");
-        return;
+        return traceFailure("connect", "SOCKET_ERROR");
     }
-    if (isOnThisMachine(recorder)) giveBackPortAtClose(connection);
-    if (!sendText(connection, text, static_cast<unsigned int>(length))) {
+    if (!isStill(connection, identity) ||
+        !sendText(connection, text, static_cast<unsigned int>(length))) {
         traceFailure("send", "SOCKET_ERROR");
     }
 }
@@ -189,8 +199,9 @@ void AgentInterface::sendOn(int connection, const char* text, unsigned long leng
 void AgentInterface::closeInheritedConnection() {
     const int connection = openConnection.exchange(-1, std::memory_order_relaxed);
     if (connection == -1) return;
+    const bool isStillOurs = isOwnDescriptor(connection);
     forgetOwnDescriptor(connection);
-    True_close(connection);
+    if (isStillOurs) True_close(connection);
 }
 
 int AgentInterface::emitEndOfProcess(const char* address, const char* port, long long) {

@@ -56,12 +56,24 @@ void limitWaits(const timeval& longest) {
     if (set != nullptr) set(debugSocket, SOL_SOCKET, SO_SNDTIMEO, &longest, sizeof(longest));
 }
 
+// Moved aside before its connect, in which another thread may take any number for itself.
+void createDebugSocket() {
+    debugSocket = True_socket(2, 1 | SOCK_CLOEXEC, 6);
+    connectionIdentity = fileIdentity(debugSocket);
+    debugSocket = moveDescriptorAside(debugSocket);
+    if (debugSocket != -1) rememberOwnDescriptor(debugSocket, connectionIdentity);
+}
+
+bool isStillConnection() {
+    return fileIdentity(debugSocket) == connectionIdentity;
+}
+
 int connectDebugSocket() {
     sockaddr_in server{};
     server.sin_family = AF_INET;
     server.sin_port = True_htons(static_cast<std::uint16_t>(debugPortVal));
     server.sin_addr.s_addr = True_inet_addr(debugIpVal);
-    debugSocket = True_socket(2, 1, 6);
+    createDebugSocket();
     limitWaits({connectMaxTimeout.load(std::memory_order_relaxed), 0});
     return True_connect(debugSocket, reinterpret_cast<const struct sockaddr*>(&server),
                         sizeof(server));
@@ -105,7 +117,7 @@ int elapsedMilliseconds(const timespec& start) {
 }
 
 // True when the connection takes more bytes, or is broken, which a send then finds out. Waits for
-// room as long as there is patience.
+// room as long as there is patience; meanwhile the application may have closed the connection.
 bool hasRoom() {
     pollfd server = {debugSocket, POLLOUT, 0};
     if (poll(&server, 1, 0) != 0) return true;
@@ -114,13 +126,12 @@ bool hasRoom() {
     const int left = patience.load(std::memory_order_relaxed);
     const bool found = poll(&server, 1, left) > 0;
     patience.store(left - elapsedMilliseconds(start) - 1, std::memory_order_relaxed);
-    return found;
+    return found && isStillConnection();
 }
 
 bool sendLine(const char* line) {
-    if (fileIdentity(debugSocket) != connectionIdentity) return false;
     const std::size_t length = std::strlen(line);
-    return hasRoom() &&
+    return isStillConnection() && hasRoom() &&
            SignalBlock::send(debugSocket, line, length) == static_cast<ssize_t>(length);
 }
 
@@ -138,14 +149,8 @@ void initializeDebugServer() {
     traceActive();
     // Lines that other threads trace meanwhile must not wait for the connection.
     patience.store(0, std::memory_order_relaxed);
-    const bool isConnected = isDebugServerConnected(callersError);
-    const int error = True_WSAGetLastError();
-    debugSocket = moveDescriptorAside(debugSocket);
-    True_WSASetLastError(error);
-    if (!isConnected) return;
-    limitWaits(longestSend);
-    connectionIdentity = fileIdentity(debugSocket);
-    rememberOwnDescriptor(debugSocket, connectionIdentity);
+    if (!isDebugServerConnected(callersError)) return;
+    if (isStillConnection()) limitWaits(longestSend);
     patience.store(wholePatience, std::memory_order_release);
     x_disp(TRACE_INFO, "connect() done on debug server");
 }

@@ -1,7 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <thread>
+
 #include "FaultyRecorder.h"
 #include "Tally.h"
+#include "support/ListeningServer.h"
+#include "support/TraceLog.h"
 
 namespace veltra::testing {
 
@@ -65,6 +70,64 @@ INSTANTIATE_TEST_SUITE_P(Ways, DescriptorsClosed,
                                             ::testing::Values(0, 1023)));
 
 INSTANTIATE_TEST_SUITE_P(Traces, Descriptors, ::testing::Values(0, 1023));
+
+// Traced to a debug server as well, which so has a descriptor that the program can take.
+class DebuggedDescriptors : public ::testing::TestWithParam<const char*> {
+protected:
+    ProbeOutcome run() {
+        std::thread reader([&] {
+            server_.accept();
+            received_ = server_.takeToEnd();
+        });
+        ProbeSettings settings = probe("descriptors", GetParam());
+        settings.arguments.emplace_back("with-debug-server");
+        settings.environment["VELTRA_SOCKET_AGENT_DEBUG_IP"] = "127.0.0.1";
+        settings.environment["VELTRA_SOCKET_AGENT_DEBUG_PORT"] = std::to_string(server_.port());
+        const ProbeOutcome outcome = runProbe(settings);
+        reader.join();
+        return outcome;
+    }
+
+    static constexpr const char* firstLine = "[INFO ]connect() done on debug server";
+
+    ListeningServer server_;
+    std::string received_;
+};
+
+using DebugServerClosed = DebuggedDescriptors;
+
+TEST_P(DebugServerClosed, LeavesTheProgramsFilesToTheProgram) {
+    const ProbeOutcome outcome = run();
+    EXPECT_EQ(outcome.output, Lines{"own.txt: its own"});
+    EXPECT_EQ(linesOf(received_).at(0), firstLine);
+    EXPECT_LT(linesOf(received_).size(), outcome.trace.size() / 2);
+    expectWholeTrace(outcome);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, DebugServerClosed,
+                         ::testing::Values("close-by-range", "close-by-library",
+                                           "close-by-system-call", "replace"));
+
+using DebugServerKept = DebuggedDescriptors;
+
+TEST_P(DebugServerKept, IsNoneToACloseLoop) {
+    const ProbeOutcome outcome = run();
+    EXPECT_EQ(outcome.output, (Lines{"closed: 1 of 1", "own.txt: its own"}));
+    EXPECT_EQ(linesOf(received_).at(0), firstLine);
+    const auto connected = std::find(outcome.trace.begin(), outcome.trace.end(), firstLine);
+    EXPECT_EQ(linesOf(received_).size(), std::distance(connected, outcome.trace.end()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, DebugServerKept, ::testing::Values("close-loop"));
+
+using DebugServerOnExec = DebuggedDescriptors;
+
+TEST_P(DebugServerOnExec, IsClosed) {
+    EXPECT_EQ(run().output, (Lines{"still open: 0", "still open: 1", "still open: 2"}));
+    EXPECT_EQ(linesOf(received_).at(0), firstLine);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, DebugServerOnExec, ::testing::Values("closed-on-exec"));
 
 TEST(DescriptorOfAMessage, BelongsToWhoeverTakesItUnderWay) {
     const FaultyRecorder recorder(RecorderFault::neverReads);

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 namespace probe {
 
@@ -33,6 +34,7 @@ public:
         base_ =
             static_cast<char*>(mmap(wanted, 4 * pageSize, PROT_READ | PROT_WRITE, flags, -1, 0));
         std::memset(base_, 'r', pageSize);
+        std::memcpy(base_ + smallLengthsPlace, smallLengths, sizeof(smallLengths));
         mprotect(readOnly(), pageSize, PROT_READ);
         mprotect(unreadable(), pageSize, PROT_NONE);
     }
@@ -40,6 +42,10 @@ public:
     Arena& operator=(const Arena&) = delete;
 
     char* readOnly() const { return base_; }
+    // A word that can only be read, with a length that no address fits into.
+    char* readOnlyLength(std::size_t which) const {
+        return base_ + smallLengthsPlace + which % std::size(smallLengths) * sizeof(std::uint32_t);
+    }
     char* writable() const { return base_ + pageSize; }
     char* unreadable() const { return writable() + writableSize; }
 
@@ -68,6 +74,9 @@ public:
     }
 
 private:
+    static constexpr std::uint32_t smallLengths[] = {0, 1, 4, 8, 15, UINT32_MAX};
+    static constexpr std::size_t smallLengthsPlace = pageSize - sizeof(smallLengths);
+
     char* base_ = nullptr;
 };
 

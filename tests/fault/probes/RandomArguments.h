@@ -122,7 +122,8 @@ public:
         return reinterpret_cast<socklen_t*>(
             oneOf({arena_.writable() + Arena::lengthPlace, arena_.writable() + Arena::lengthPlace,
                    arena_.writable() + Arena::lengthPlace, arena_.writable() + Arena::lengthPlace,
-                   static_cast<char*>(nullptr), arena_.readOnly(), arena_.unreadable()}));
+                   static_cast<char*>(nullptr), arena_.readOnly(), arena_.readOnlyLength(below(6)),
+                   arena_.unreadable()}));
     }
     socklen_t someLength() {
         return oneOf<socklen_t>({16, 16, 16, 28, 128, 0, 1, 4, 15, 17, 4096, UINT32_MAX});

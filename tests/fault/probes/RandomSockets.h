@@ -157,9 +157,11 @@ protected:
         std::printf("\n");
     }
 
-    // Where less than a whole address is asked for, the agent asks for more.
-    static bool isComparable(const sockaddr* area, const socklen_t* length, socklen_t value) {
-        return area != nullptr && length != nullptr && value >= 16;
+    // Where less than a whole address is asked for, the agent asks for more, unless it could not
+    // tell the caller how long the address is.
+    bool isComparable(const sockaddr* area, const socklen_t* length, socklen_t value) const {
+        const bool canBeWritten = length == arena_.at<socklen_t>(Arena::lengthPlace);
+        return area != nullptr && length != nullptr && (value >= 16 || !canBeWritten);
     }
 
     void putInPlace(sockaddr*& area, socklen_t*& length) const {

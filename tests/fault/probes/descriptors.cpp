@@ -1,5 +1,5 @@
 // A program that counts on its descriptor numbers, closes what it does not know, and puts files of
-// its own in the place of what was there.
+// its own in the place of what was there. With a second argument the agent's debug server is on.
 
 #include "Descriptors.h"
 
@@ -16,6 +16,7 @@
 
 #include "Children.h"
 #include "Drain.h"
+#include "preload/probes/DebugServerSwitch.h"
 
 extern char** environ;
 
@@ -242,6 +243,7 @@ int main(int argc, char** argv) {
         listOpen();
         return 0;
     }
+    if (argc > 2) probe::switchDebugServerOn();
     return probe::runScenario(argc, argv,
                               {{"numbers", numbers},
                                {"closed-on-exec", closedOnExec},

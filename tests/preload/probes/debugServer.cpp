@@ -3,16 +3,9 @@
 #include <string>
 
 #include "Client.h"
-
-// Exported by the agent; there is none in the bare program.
-extern "C" [[gnu::weak]] char initializationDone;
+#include "DebugServerSwitch.h"
 
 namespace {
-
-void switchOn() {
-    char* volatile const switchedOff = &initializationDone;
-    if (switchedOff != nullptr) *switchedOff = 0;
-}
 
 void setOptions(const Client& client, int count) {
     const int on = 1;
@@ -28,13 +21,13 @@ void talkWith(const Client& client, int calls) {
 }
 
 void talk() {
-    switchOn();
+    probe::switchDebugServerOn();
     talkWith(connectClient(), 3);
 }
 
 // More than the debug server's connection can hold.
 void talkMuch() {
-    switchOn();
+    probe::switchDebugServerOn();
     talkWith(connectClient(), 40000);
 }
 

@@ -450,19 +450,4 @@ TEST_F(DebugServer, ThatReadsLateIsWaitedFor) {
     EXPECT_TRUE(received == expected);
 }
 
-TEST_F(DebugServer, WhoseNumberTheApplicationTookForItselfGetsNoMoreLines) {
-    ListeningServer server;
-    connectTo(server);
-    (void)log.takeText();
-    int ends[2];
-    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-    dup2(ends[0], debugSocket);
-    x_disp(TRACE_INFO, "not for the application");
-    char byte = 0;
-    EXPECT_EQ(recv(ends[1], &byte, 1, MSG_DONTWAIT), -1);
-    EXPECT_EQ(log.takeLines(), Lines{"[INFO ]not for the application"});
-    close(ends[0]);
-    close(ends[1]);
-}
-
 }  // namespace

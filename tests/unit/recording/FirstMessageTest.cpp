@@ -54,15 +54,15 @@ TEST(FirstMessage, GoesBeforeTheFirstEventAndOnce) {
     EXPECT_THAT(sockets.takeCalls(), IsEmpty());
     sendSocket(recorder, 1);
     EXPECT_THAT(sockets.takeCalls(),
-                ElementsAre("socket(2, 1, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
+                ElementsAre("socket(2, 524289, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
                             "send(40, \"<process pid_I4=\"1092\"/>\\n\", 25, 0)", "close(40)",
-                            "socket(2, 1, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
+                            "socket(2, 524289, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
                             "send(40, \"<close socket_I4=\"1\"/>\\n\", 23, 0)", "close(40)"));
     EXPECT_THAT(log.takeLines(), ElementsAre("[DATA ][0]<process pid_I4=\"1092\"/>",
                                              "[DATA ][1]<close socket_I4=\"1\"/>"));
     sendSocket(recorder, 2);
     EXPECT_THAT(sockets.takeCalls(),
-                ElementsAre("socket(2, 1, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
+                ElementsAre("socket(2, 524289, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
                             "send(40, \"<close socket_I4=\"2\"/>\\n\", 23, 0)", "close(40)"));
     EXPECT_THAT(log.takeLines(), ElementsAre("[DATA ][2]<close socket_I4=\"2\"/>"));
 }
@@ -169,7 +169,7 @@ TEST(FirstMessage, GoesBeforeTheEventsOfAllThreads) {
     const std::vector<std::string> calls = sockets.takeCalls();
     ASSERT_EQ(calls.size(), 4 * (1U + threadCount * messagesOfThread));
     for (std::size_t i = 0; i < calls.size(); i += 4) {
-        EXPECT_EQ(calls[i], "socket(2, 1, 6)");
+        EXPECT_EQ(calls[i], "socket(2, 524289, 6)");
         EXPECT_EQ(calls[i + 1], "connect(40, 2, 127.0.0.1:1092, 16)");
         EXPECT_EQ(calls[i + 2].substr(0, 9), "send(40, ");
         EXPECT_EQ(calls[i + 3], "close(40)");
