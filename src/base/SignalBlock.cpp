@@ -14,6 +14,9 @@ constinit thread_local int signalBlockDepth = 0;
 
 namespace {
 
+// That of the outermost SignalBlock; valid inside one.
+constinit thread_local const sigset_t* applicationsMask = nullptr;
+
 bool isPending(int signal) {
     sigset_t pending;
     return sigpending(&pending) == 0 && sigismember(&pending, signal) == 1;
@@ -34,7 +37,8 @@ void takeBack(int signal, bool wasPending) {
 template <typename Call>
 ssize_t withoutSignal(int signal, int error, Call call) {
     const SignalBlock signals;
-    const bool wasPending = isPending(signal);
+    // One that the application does not block would have been handed out before.
+    const bool wasPending = sigismember(applicationsMask, signal) == 1 && isPending(signal);
     const ssize_t result = call();
     if (result == -1 && errno == error) {
         takeBack(signal, wasPending);
@@ -78,6 +82,7 @@ SignalBlock::SignalBlock() : mask_{}, cancellability_{} {
     if (signalBlockDepth == 0) {
         cancellability_ = disableCancellation();
         mask_ = blockSignals();
+        applicationsMask = &mask_;
     }
     ++signalBlockDepth;
 }

@@ -34,18 +34,33 @@ struct OwnDescriptor {
 
 constinit std::array<OwnDescriptor, 8> ownDescriptors{};
 
-int firstNumberAside() {
+// Kept from one descriptor to the next, until the program lowers its limit below it.
+constexpr int unknown = -1;
+constinit std::atomic<int> firstNumberAside{unknown};
+
+int findFirstNumberAside() {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
     const rlim_t end = std::min(limit.rlim_cur, highestUsefulNumber);
     return static_cast<int>(end > numbersForUs ? end - numbersForUs : 0);
 }
 
+int duplicateAside(int fd) {
+    const int known = firstNumberAside.load(std::memory_order_relaxed);
+    if (known != unknown) {
+        const int aside = fcntl(fd, F_DUPFD_CLOEXEC, known);
+        if (aside != -1 || errno != EINVAL) return aside;
+    }
+    const int found = findFirstNumberAside();
+    firstNumberAside.store(found, std::memory_order_relaxed);
+    return fcntl(fd, F_DUPFD_CLOEXEC, found);
+}
+
 }  // namespace
 
 int moveDescriptorAside(int fd) {
     if (fd == -1) return -1;
-    const int aside = fcntl(fd, F_DUPFD_CLOEXEC, firstNumberAside());
+    const int aside = duplicateAside(fd);
     if (aside == -1) {
         fcntl(fd, F_SETFD, FD_CLOEXEC);
         return fd;

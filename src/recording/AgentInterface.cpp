@@ -55,13 +55,6 @@ void traceNoTurn() {
     x_disp(TRACE_ERROR, "no turn to send a message within %d seconds", longestTurn);
 }
 
-// As for a closed one, the error code is left that tells of a number which means nothing.
-bool isStill(int connection, const FileIdentity& identity) {
-    if (fileIdentity(connection) == identity) return true;
-    True_WSASetLastError(EBADF);
-    return false;
-}
-
 bool isPast(const timespec& deadline) {
     const timespec now = deadlineIn(0);
     return now.tv_sec > deadline.tv_sec ||
@@ -163,35 +156,30 @@ bool AgentInterface::_sendAMessage(const char* text, unsigned long length,
 }
 
 void AgentInterface::deliver(const char* text, unsigned long length) {
-    const int created = True_socket(2, 1 | SOCK_CLOEXEC, 6);
-    if (created == -1) return traceFailure("socket", "INVALID_SOCKET");
-    const FileIdentity identity = fileIdentity(created);
-    const int connection = moveDescriptorAside(created);
-    rememberOwnDescriptor(connection, identity);
-    openConnection.store(connection, std::memory_order_relaxed);
-    sendOn(connection, identity, text, length);
-    forgetOwnDescriptor(connection);
+    const MessageSocket connection;
+    if (connection.number() == -1) return traceFailure("socket", "INVALID_SOCKET");
+    openConnection.store(connection.number(), std::memory_order_relaxed);
+    sendOn(connection, text, length);
     openConnection.store(-1, std::memory_order_relaxed);
-    if (fileIdentity(connection) == identity) True_close(connection);
 }
 
 // The application may have put a file of its own in the connection's place, above all while the
 // connect waited.
-void AgentInterface::sendOn(int connection, const FileIdentity& identity, const char* text,
+void AgentInterface::sendOn(const MessageSocket& connection, const char* text,
                             unsigned long length) {
     sockaddr_in recorder{};
     recorder.sin_family = AF_INET;
     recorder.sin_addr.s_addr = True_inet_addr(address);
     recorder.sin_port = True_htons(static_cast<std::uint16_t>(port));
-    if (!isStill(connection, identity)) return traceFailure("connect", "SOCKET_ERROR");
-    limitWaits(connection);
-    if (isOnThisMachine(recorder)) giveBackPortAtClose(connection);
-    if (True_connect(connection, reinterpret_cast<const sockaddr*>(&recorder), sizeof(recorder)) ==
-        -1) {
+    if (!connection.isStillOurs()) return traceFailure("connect", "SOCKET_ERROR");
+    limitWaits(connection.number());
+    if (isOnThisMachine(recorder)) giveBackPortAtClose(connection.number());
+    if (True_connect(connection.number(), reinterpret_cast<const sockaddr*>(&recorder),
+                     sizeof(recorder)) == -1) {
         return traceFailure("connect", "SOCKET_ERROR");
     }
-    if (!isStill(connection, identity) ||
-        !sendText(connection, text, static_cast<unsigned int>(length))) {
+    if (!connection.isStillOurs() ||
+        !sendText(connection.number(), text, static_cast<unsigned int>(length))) {
         traceFailure("send", "SOCKET_ERROR");
     }
 }

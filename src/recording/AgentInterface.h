@@ -6,7 +6,7 @@
 
 #include "base/CriticalSection.h"
 #include "base/export.h"
-#include "base/ownDescriptors.h"
+#include "recording/MessageSocket.h"
 #include "recording/RecorderMessage.h"
 
 // The sender of recorder messages: one TCP connection to the recording agent for each.
@@ -43,8 +43,7 @@ private:
     bool isFirstMessageOurs();
     bool _sendAMessage(const char* text, unsigned long length, const timespec& turnDeadline);
     void deliver(const char* text, unsigned long length);
-    void sendOn(int connection, const FileIdentity& identity, const char* text,
-                unsigned long length);
+    void sendOn(const MessageSocket& connection, const char* text, unsigned long length);
 
     CriticalSection messageLock;  // guards firstMessage
     char address[200];

@@ -125,6 +125,7 @@ SOCKETINFO* makeSocketInfo(int socket, int family, int type, int nonBlocking, in
                            bool withCleanMarks) {
     if (socket == 0) return nullptr;
     preInitializeMemo();
+    const SignalBlock signals;  // once for both locks
     SOCKETINFO* const record = claimLiveRecord(socket, withCleanMarks);
     if (record == nullptr) {
         x_disp(TRACE_ERROR, "malloc error in createMemoOpenedSocket");

@@ -17,6 +17,9 @@ struct BindedPortMemo {
 constinit BindedPortMemo* bindedPortList = nullptr;
 constinit BindedPortMemo* freedBindedPortList = nullptr;
 
+// False in most programs for ever, which saves them the lock at every close and connect.
+constinit std::atomic<bool> isAnyPortBound{false};
+
 void push(BindedPortMemo*& list, BindedPortMemo* memo) {
     memo->next = list;
     list = memo;
@@ -39,6 +42,7 @@ bool remember(int fd, std::uint16_t port) {
     memo->socket = fd;
     memo->port = port;
     push(bindedPortList, memo);
+    isAnyPortBound.store(true, std::memory_order_relaxed);
     return true;
 }
 
@@ -57,6 +61,7 @@ void createBindedPortMemo(int fd, std::uint16_t port) {
 }
 
 void forgetNewestBoundPort(int fd) {
+    if (!isAnyPortBound.load(std::memory_order_relaxed)) return;
     const CriticalSectionHold hold(criticalSectionSocks);
     BindedPortMemo** link = &bindedPortList;
     while (*link != nullptr && (*link)->socket != fd)
@@ -64,6 +69,7 @@ void forgetNewestBoundPort(int fd) {
     BindedPortMemo* const memo = *link;
     if (memo == nullptr) return;
     *link = memo->next;
+    isAnyPortBound.store(bindedPortList != nullptr, std::memory_order_relaxed);
     memo->socket = 0;
     memo->port = 0;
     push(freedBindedPortList, memo);
@@ -95,10 +101,12 @@ void displayBindedPortMemo() {
 void physicalFreeBindedPortMemo() {
     const CriticalSectionHold hold(criticalSectionSocks);
     freeList(bindedPortList);
+    isAnyPortBound.store(false, std::memory_order_relaxed);
     freeList(freedBindedPortList);
 }
 
 bool isPortBound(std::uint16_t port) {
+    if (!isAnyPortBound.load(std::memory_order_relaxed)) return false;
     const CriticalSectionHold hold(criticalSectionSocks);
     const BindedPortMemo* memo = bindedPortList;
     while (memo != nullptr && memo->port != port)

@@ -52,7 +52,9 @@ void traceNoLock(int callNumber, int fd) {
 
 }  // namespace
 
-bool lock_connection(SOCKETINFO* record, int callNumber) {
+// Not inlined, so that the frame that is noted lies below that of the connect: whoever comes at the
+// connect's own depth later on is above it.
+[[gnu::noinline]] bool lock_connection(SOCKETINFO* record, int callNumber) {
     const int fd = getSocket(record);
     if (fd == -1 || !isSocksModeActive()) return true;
     const void* const frame = __builtin_frame_address(0);

@@ -44,6 +44,7 @@ bool receiveSomeData(int fd, unsigned char* buffer, int length, int& socksError,
         True_WSASetLastError(ECONNREFUSED);
         return false;
     }
+    if (!isTraceWritten(TRACE_INFO)) return true;
     const int leftBehind = True_WSAGetLastError();
     char* const text = hexText(buffer, count);
     if (text == nullptr) {

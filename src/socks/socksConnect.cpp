@@ -187,7 +187,7 @@ int requestConnection(int fd, const struct sockaddr* destination, int& socksErro
         socksError = EAFNOSUPPORT;
         return endWith(SOCKS_FAILED, ECONNREFUSED);
     }
-    traceRequest(request);
+    if (isTraceWritten(TRACE_INFO)) traceRequest(request);
     if (!sendRequest(fd, request, socksError)) return SOCKS_FAILED;
     return readReply(fd, socksError);
 }

@@ -19,9 +19,10 @@ constexpr unsigned char greeting[] = {socksVersion, 1, socksNoAuthentication};
 class BlockingMode {
 public:
     explicit BlockingMode(int fd) : fd_(fd), flags_(fcntl(fd, F_GETFL)) {
-        fcntl(fd_, F_SETFL, flags_ & ~O_NONBLOCK);
+        if (isToChange()) fcntl(fd_, F_SETFL, flags_ & ~O_NONBLOCK);
     }
     ~BlockingMode() {
+        if (!isToChange()) return;
         const int saved = errno;
         fcntl(fd_, F_SETFL, flags_);
         errno = saved;
@@ -30,6 +31,8 @@ public:
     BlockingMode& operator=(const BlockingMode&) = delete;
 
 private:
+    bool isToChange() const { return (flags_ & O_NONBLOCK) != 0; }
+
     int fd_;
     int flags_;
 };

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/single_threaded.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -70,6 +71,8 @@ class TakenConnection : public testing::Test {
 protected:
     TakenConnection() : port_(std::to_string(server_.port())) {
         veltra::testing::useRealCalls();
+        // As in a program with threads: it is one of them that takes the number.
+        __libc_single_threaded = 0;
         ownSocket = socket(AF_INET, SOCK_STREAM, 0);
         taken = -1;
         forked = &recorder_;

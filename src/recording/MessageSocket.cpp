@@ -1,0 +1,29 @@
+#include "recording/MessageSocket.h"
+
+#include <sys/single_threaded.h>
+
+#include <cerrno>
+
+#include "base/realFunctions.h"
+
+MessageSocket::MessageSocket()
+    : isSeenByOthers_(!__libc_single_threaded),
+      identity_{},
+      number_(True_socket(2, 1 | SOCK_CLOEXEC, 6)) {
+    if (number_ == -1 || !isSeenByOthers_) return;
+    identity_ = fileIdentity(number_);
+    number_ = moveDescriptorAside(number_);
+    rememberOwnDescriptor(number_, identity_);
+}
+
+MessageSocket::~MessageSocket() {
+    if (number_ == -1) return;
+    if (isSeenByOthers_) forgetOwnDescriptor(number_);
+    if (!isSeenByOthers_ || fileIdentity(number_) == identity_) True_close(number_);
+}
+
+bool MessageSocket::isStillOurs() const {
+    if (!isSeenByOthers_ || fileIdentity(number_) == identity_) return true;
+    True_WSASetLastError(EBADF);
+    return false;
+}
