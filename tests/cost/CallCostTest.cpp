@@ -4,6 +4,7 @@
 
 #include "CallTrace.h"
 #include "support/MessageCollector.h"
+#include "tools/Shell.h"
 
 namespace veltra::testing {
 
@@ -22,6 +23,16 @@ protected:
     int addedLockedInstructionsOf(const Names& call, const Variables& further = {}) {
         return lockedInstructionsBetweenMarks(commandOf(call), variablesWith(further)) -
                lockedInstructionsBetweenMarks(commandOf(call), {});
+    }
+
+    // By the agent and the C library together, in decimal.
+    std::string allocationsOf(const Names& call, const Variables& further = {}) {
+        std::string command = "env";
+        for (const auto& [name, value] : variablesWith(further))
+            command += " " + name + "=" + value;
+        for (const std::string& word : commandOf(call))
+            command += " " + word;
+        return run(command).output;
     }
 
     const Variables unplugged_ = {{"VELTRA_SOCKET_AGENT_UNPLUG_AGENT", ""}};
@@ -82,6 +93,19 @@ TEST_F(CallCost, OfALargePayloadIsOneMoreMapping) {
     const Names calls = systemCallsOf({"send", "16777216"});
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "mmap"), 1);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "munmap"), 1);
+}
+
+TEST_F(CallCost, IsNoMemoryOfTheApplications) {
+    for (const char* const threads : {"", "idle-thread"}) {
+        EXPECT_EQ(allocationsOf({"write-file", "1", threads}), "0") << threads;
+        EXPECT_EQ(allocationsOf({"receive-datagram", "1", threads}), "0") << threads;
+        EXPECT_EQ(allocationsOf({"send", "64", threads}, unplugged_), "0") << threads;
+        for (const char* const size : {"1", "65536"}) {
+            EXPECT_EQ(allocationsOf({"send", size, threads}), "0") << size << threads;
+            EXPECT_EQ(allocationsOf({"receive", size, threads}), "0") << size << threads;
+        }
+        EXPECT_EQ(allocationsOf({"send", "16777216", threads}), "0") << threads;
+    }
 }
 
 TEST_F(CallCost, InAProgramWithOneThreadIsNoMoreLockedInstruction) {

@@ -1,5 +1,6 @@
-// Makes one call between two marks that whoever traces its system calls can see. The same call has
-// been made before, so that whatever is done only once has been done.
+// Makes one call between two marks that whoever traces its system calls can see, and prints how
+// often memory was allocated between them. The same call has been made before, so that whatever is
+// done only once has been done.
 //
 // usage: veltra_probe_callCost write-file|receive-datagram|send|receive SIZE [idle-thread]
 
@@ -10,10 +11,43 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
 #include <vector>
+
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+}
+
+namespace {
+
+std::atomic<int> allocations{0};
+
+}  // namespace
+
+// In place of the C library's, for the agent, too.
+extern "C" {
+
+void* malloc(std::size_t size) {
+    ++allocations;
+    return __libc_malloc(size);
+}
+
+void* calloc(std::size_t count, std::size_t size) {
+    ++allocations;
+    return __libc_calloc(count, size);
+}
+
+void* realloc(void* memory, std::size_t size) {
+    ++allocations;
+    return __libc_realloc(memory, size);
+}
+}
 
 namespace {
 
@@ -26,9 +60,11 @@ int between(Call&& call) {
     for (int i = 0; i < 3; ++i) {
         if (!call()) return 1;
     }
+    const int allocationsBefore = allocations;
     mark();
     const bool isWell = call();
     mark();
+    std::printf("%d", allocations - allocationsBefore);
     return isWell ? 0 : 1;
 }
 
