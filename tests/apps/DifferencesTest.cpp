@@ -137,6 +137,44 @@ ulimit -n 1000
     EXPECT_EQ(runRecorded(script + "$AGENT python3 calls.py\n").recorded.output, "");
 }
 
+// A child that may open no more sockets sends a word. `action` is what the sandbox does otherwise.
+std::string sendingInASandbox(const std::string& action) {
+    return std::string(calls) + R"sh(
+import struct
+child = os.fork()
+if child == 0:
+    instructions = struct.pack("HBBI" * 4, 0x20, 0, 0, 0,  # the number of the system call
+                               0x15, 0, 1, 41,  # socket
+                               0x06, 0, 0, )sh" +
+           action + R"sh(,
+                               0x06, 0, 0, 0x7FFF0000)  # allowed
+    instructions = ctypes.create_string_buffer(instructions)
+    program = struct.pack("HxxxxxxP", 4, ctypes.addressof(instructions))
+    library.prctl(38, 1, 0, 0, 0)  # no new privileges
+    if library.prctl(22, 2, program) != 0: os._exit(1)
+    os._exit(0 if library.send(stream.fileno(), b"word", 4, 0) == 4 else 2)
+status = os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+stream.close()
+accepted = listener.accept()[0]
+print(status, accepted.recv(10))
+END
+$AGENT python3 calls.py
+)sh";
+}
+
+TEST(Differences, SandboxThatRefusesSocketsCostsTheMessagesAlone) {
+    const AppRun run = runBothWays(sendingInASandbox("0x0005000D"));
+    EXPECT_EQ(run.recorded.output, "0 b'word'\n");
+    EXPECT_EQ(count(run.recording, "connect"), 1);
+    EXPECT_EQ(count(run.recording, "send"), 0);
+}
+
+TEST(Differences, SandboxThatEndsWhoeverOpensASocketEndsTheProgram) {
+    const std::string script = sendingInASandbox("0x80000000");
+    EXPECT_EQ(runRecorded(script).recorded.output, "-31 b'word'\n");
+    EXPECT_EQ(run("AGENT=\n" + script).output, "0 b'word'\n");
+}
+
 }  // namespace
 
 }  // namespace veltra::testing

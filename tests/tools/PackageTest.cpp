@@ -51,6 +51,7 @@ TEST_F(Package, HasExactlyTheseFiles) {
               "./usr/share/doc/veltra-socket-agent/README.md\n"
               "./usr/share/doc/veltra-socket-agent/docs/performance.md\n"
               "./usr/share/doc/veltra-socket-agent/docs/performance.svg\n"
+              "./usr/share/doc/veltra-socket-agent/docs/real-programs.md\n"
               "./usr/share/doc/veltra-socket-agent/docs/recording-format.md\n"
               "./usr/share/doc/veltra-socket-agent/docs/report-page.png\n"
               "./usr/share/doc/veltra-socket-agent/docs/reports.md\n"
