@@ -14,8 +14,8 @@ constinit thread_local int signalBlockDepth = 0;
 
 namespace {
 
-// That of the outermost SignalBlock; valid inside one.
-constinit thread_local const sigset_t* applicationsMask = nullptr;
+// What the outermost SignalBlock puts back.
+constinit thread_local sigset_t applicationsMask{};
 
 bool isPending(int signal) {
     sigset_t pending;
@@ -38,7 +38,7 @@ template <typename Call>
 ssize_t withoutSignal(int signal, int error, Call call) {
     const SignalBlock signals;
     // One that the application does not block would have been handed out before.
-    const bool wasPending = sigismember(applicationsMask, signal) == 1 && isPending(signal);
+    const bool wasPending = sigismember(&applicationsMask, signal) == 1 && isPending(signal);
     const ssize_t result = call();
     if (result == -1 && errno == error) {
         takeBack(signal, wasPending);
@@ -78,18 +78,17 @@ void restoreCancellation(const Cancellability& before) {
 }
 
 // A handler that comes before the block is in place still finds no lock held.
-SignalBlock::SignalBlock() : mask_{}, cancellability_{} {
+SignalBlock::SignalBlock() : cancellability_{} {
     if (signalBlockDepth == 0) {
         cancellability_ = disableCancellation();
-        mask_ = blockSignals();
-        applicationsMask = &mask_;
+        applicationsMask = blockSignals();
     }
     ++signalBlockDepth;
 }
 
 SignalBlock::~SignalBlock() {
     if (--signalBlockDepth != 0) return;
-    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+    pthread_sigmask(SIG_SETMASK, &applicationsMask, nullptr);
     restoreCancellation(cancellability_);
 }
 

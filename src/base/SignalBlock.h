@@ -47,6 +47,5 @@ public:
     static ssize_t write(int fd, const void* bytes, std::size_t length);
 
 private:
-    sigset_t mask_;
     Cancellability cancellability_;
 };

@@ -1,9 +1,14 @@
 // The compiler warns of what its own header leaves open on purpose.
 #pragma GCC diagnostic ignored "-Wuninitialized"
+#ifndef __clang__
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 
 #include <immintrin.h>
+// A header for C, by the name of its truth values.
+#define _Bool bool
 #include <sys/platform/x86.h>
+#undef _Bool
 
 #include <array>
 #include <bit>
