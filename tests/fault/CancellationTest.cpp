@@ -54,9 +54,15 @@ TEST_P(CancellationAnywhere, LosesNoFinishedCall) {
     EXPECT_LE(recorded, counts["begun"]);
 }
 
+// A thread that goes in the middle of a sanitizer's own work takes that one's locks along.
+#ifdef VELTRA_SANITIZED
+const auto typesAnywhere = ::testing::Values("deferred");
+#else
+const auto typesAnywhere = ::testing::Values("deferred", "asynchronous");
+#endif
+
 INSTANTIATE_TEST_SUITE_P(Types, CancellationAnywhere,
-                         ::testing::Combine(::testing::Values("deferred", "asynchronous"),
-                                            ::testing::Values(0, 1023)));
+                         ::testing::Combine(typesAnywhere, ::testing::Values(0, 1023)));
 
 class CancelledDelivery : public ::testing::TestWithParam<const char*> {};
 
@@ -68,7 +74,7 @@ TEST_P(CancelledDelivery, ToAStuckRecorderLeavesNoDescriptorOpen) {
     EXPECT_EQ(outcome.output, (Lines{"descriptors: the same", "failures: 0"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Types, CancelledDelivery, ::testing::Values("deferred", "asynchronous"));
+INSTANTIATE_TEST_SUITE_P(Types, CancelledDelivery, typesAnywhere);
 
 }  // namespace
 

@@ -15,11 +15,15 @@ const std::string lookUp =
 ProbeSettings forks(const std::string& scenario, int traceLevel) {
     ProbeSettings settings = probe("forks", scenario);
     settings.traceLevel = traceLevel;
+    // A child cannot join the threads of its parent.
+    settings.environment["TSAN_OPTIONS"] = "report_thread_leaks=0";
     return settings;
 }
 
 class Fork : public ::testing::TestWithParam<int> {};
 
+// The address sanitizer's allocator can be locked in a child for good.
+#ifndef __SANITIZE_ADDRESS__
 TEST_P(Fork, FromBusyThreadsLeavesEveryHookToTheChildren) {
     const ProbeOutcome outcome = runWithAgent(forks("storm", GetParam()));
     ASSERT_TRUE(endedWell(outcome));
@@ -36,6 +40,7 @@ TEST_P(Fork, FromBusyThreadsLeavesEveryHookToTheChildren) {
                                                          {announcementOf("listen"), children},
                                                          {closeOfSocket, children + 3}}));
 }
+#endif
 
 TEST_P(Fork, LeavesTheHeldMessageToWhoeverSendsFirst) {
     const ProbeOutcome outcome = runWithAgent(forks("held-message", GetParam()));

@@ -20,6 +20,8 @@ TEST_P(SignalStorm, HangsNothingAndLosesNothing) {
     ProbeSettings settings = probe("signals", storm.work);
     settings.arguments.emplace_back(storm.threads);
     settings.traceLevel = storm.traceLevel;
+    // The program's first call may be one in a handler, and so starts the agent there.
+    settings.environment["TSAN_OPTIONS"] = "report_signal_unsafe=0";
     const ProbeOutcome outcome = runWithAgent(settings);
 
     ASSERT_TRUE(endedWell(outcome));
@@ -42,13 +44,22 @@ TEST_P(SignalStorm, HangsNothingAndLosesNothing) {
     if (storm.traceLevel != 0) expectWholeTrace(outcome);
 }
 
+std::string nameOf(const ::testing::TestParamInfo<Storm>& storm) {
+    return storm.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Handlers, SignalStorm,
+                         ::testing::Values(Storm{"PipeOneThread", "pipe", "1", 0},
+                                           Storm{"PipeManyThreads", "pipe", "4", 0},
+                                           Storm{"PipeOneThreadTraced", "pipe", "1", 1023},
+                                           Storm{"PipeManyThreadsTraced", "pipe", "4", 1023}),
+                         nameOf);
+
+// A handler that sends would find the sanitizers' own locks held.
+#ifndef VELTRA_SANITIZED
 INSTANTIATE_TEST_SUITE_P(
-    Handlers, SignalStorm,
-    ::testing::Values(Storm{"PipeOneThread", "pipe", "1", 0},
-                      Storm{"PipeManyThreads", "pipe", "4", 0},
-                      Storm{"PipeOneThreadTraced", "pipe", "1", 1023},
-                      Storm{"PipeManyThreadsTraced", "pipe", "4", 1023},
-                      Storm{"SameSocketOneThread", "same-socket", "1", 0},
+    SendingHandlers, SignalStorm,
+    ::testing::Values(Storm{"SameSocketOneThread", "same-socket", "1", 0},
                       Storm{"SameSocketManyThreads", "same-socket", "4", 0},
                       Storm{"SameSocketOneThreadTraced", "same-socket", "1", 1023},
                       Storm{"SameSocketManyThreadsTraced", "same-socket", "4", 1023},
@@ -56,7 +67,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Storm{"NewSocketManyThreads", "new-socket", "4", 0},
                       Storm{"NewSocketOneThreadTraced", "new-socket", "1", 1023},
                       Storm{"NewSocketManyThreadsTraced", "new-socket", "4", 1023}),
-    [](const auto& parameter) { return std::string(parameter.param.name); });
+    nameOf);
+#endif
 
 }  // namespace
 
