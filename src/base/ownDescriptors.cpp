@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/select.h>
+#include <sys/single_threaded.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -11,6 +12,8 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+
+#include "base/realFunctions.h"
 
 namespace {
 
@@ -57,6 +60,14 @@ int duplicateAside(int fd) {
 }
 
 }  // namespace
+
+bool areOtherThreadsAbout() {
+    return !__libc_single_threaded;
+}
+
+int openOwnSocket() {
+    return True_socket(2, areOtherThreadsAbout() ? 1 | SOCK_CLOEXEC : 1, 6);
+}
 
 int moveDescriptorAside(int fd) {
     if (fd == -1) return -1;

@@ -3,6 +3,14 @@
 // The descriptors that the agent keeps for itself among those of the application: its log file, its
 // debug server connection and the moment's connection to the recorder.
 
+// True when another thread could use or replace a descriptor, or start a program that inherits it,
+// between two of the agent's calls.
+bool areOtherThreadsAbout();
+
+// A new TCP socket for IPv4, close-on-exec from the beginning where other threads are about.
+// Returns its number, or -1 with errno.
+int openOwnSocket();
+
 // Moves a new descriptor out of the way of the numbers that the application expects to be given
 // next, and marks it to be closed when another program is executed. Returns the new number: `fd`
 // itself where no high number is free, -1 for -1. Changes errno only when it cannot be moved.

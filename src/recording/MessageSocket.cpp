@@ -1,15 +1,11 @@
 #include "recording/MessageSocket.h"
 
-#include <sys/single_threaded.h>
-
 #include <cerrno>
 
 #include "base/realFunctions.h"
 
 MessageSocket::MessageSocket()
-    : isSeenByOthers_(!__libc_single_threaded),
-      identity_{},
-      number_(True_socket(2, 1 | SOCK_CLOEXEC, 6)) {
+    : isSeenByOthers_(areOtherThreadsAbout()), identity_{}, number_(openOwnSocket()) {
     if (number_ == -1 || !isSeenByOthers_) return;
     identity_ = fileIdentity(number_);
     number_ = moveDescriptorAside(number_);

@@ -2,9 +2,9 @@
 
 #include "base/ownDescriptors.h"
 
-// The socket of one message, from its creation to its close. It is close-on-exec and, where other
-// threads could meet it, out of the way of the numbers that they get; one that the application has
-// put a file of its own in the place of is not touched any more.
+// The socket of one message, from its creation to its close. Where other threads could meet it, it
+// is close-on-exec and out of the way of the numbers that they get, and one that the application
+// has put a file of its own in the place of is not touched any more.
 class MessageSocket {
 public:
     MessageSocket();

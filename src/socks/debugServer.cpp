@@ -58,7 +58,7 @@ void limitWaits(const timeval& longest) {
 
 // Moved aside before its connect, in which another thread may take any number for itself.
 void createDebugSocket() {
-    debugSocket = True_socket(2, 1 | SOCK_CLOEXEC, 6);
+    debugSocket = openOwnSocket();
     connectionIdentity = fileIdentity(debugSocket);
     debugSocket = moveDescriptorAside(debugSocket);
     if (debugSocket != -1) rememberOwnDescriptor(debugSocket, connectionIdentity);

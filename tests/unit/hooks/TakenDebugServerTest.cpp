@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/single_threaded.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -131,14 +132,24 @@ TEST_F(TakenDebugServer, IsTheAgentsOwnAlsoWhenNobodyAnswered) {
 
 int createdType = 0;
 
+int noSocket(int, int type, int) {
+    createdType = type;
+    return -1;
+}
+
 // Another thread may execute a program at any moment.
 TEST_F(TakenDebugServer, IsNeverOpenToExecutedPrograms) {
-    const ReplacedCall<socket_function> socket(socket_ptr, [](int, int type, int) {
-        createdType = type;
-        return -1;
-    });
+    const ReplacedCall<socket_function> socket(socket_ptr, &noSocket);
+    __libc_single_threaded = 0;
     start(4711);
     EXPECT_EQ(createdType, SOCK_STREAM | SOCK_CLOEXEC);
+}
+
+TEST_F(TakenDebugServer, IsAPlainStreamWhereThereIsOneThread) {
+    const ReplacedCall<socket_function> socket(socket_ptr, &noSocket);
+    __libc_single_threaded = 1;
+    start(4711);
+    EXPECT_EQ(createdType, SOCK_STREAM);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ protected:
         return sockets.takeCalls();
     }
     static auto callsTo(const std::string& destination) {
-        return ElementsAre("socket(2, 524289, 6)", "connect(40, 2, " + destination + ", 16)",
+        return ElementsAre("socket(2, 1, 6)", "connect(40, 2, " + destination + ", 16)",
                            "send(40, \"<exit/>\\n\", 8, 0)", "close(40)");
     }
 

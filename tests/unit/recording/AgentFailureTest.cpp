@@ -14,7 +14,7 @@ namespace {
 using testing::ElementsAre;
 using veltra::testing::TraceLog;
 
-constexpr const char* socketCall = "socket(2, 524289, 6)";
+constexpr const char* socketCall = "socket(2, 1, 6)";
 constexpr const char* connectCall = "connect(40, 2, 127.0.0.1:1092, 16)";
 constexpr const char* sendCall = "send(40, \"<exit/>\\n\", 8, 0)";
 constexpr const char* closeCall = "close(40)";

@@ -32,7 +32,7 @@ TEST(EndOfProcess, SendsExit) {
     TraceLog log;
     EXPECT_EQ(AgentInterface::emitEndOfProcess("10.0.0.9", "8080", 123456789012345LL), 0);
     EXPECT_THAT(sockets.takeCalls(),
-                ElementsAre("socket(2, 524289, 6)", "connect(40, 2, 10.0.0.9:8080, 16)",
+                ElementsAre("socket(2, 1, 6)", "connect(40, 2, 10.0.0.9:8080, 16)",
                             "send(40, \"<exit/>\\n\", 8, 0)", "close(40)"));
     EXPECT_THAT(log.takeLines(), ElementsAre("[DATA ][0]<exit/>"));
 }
@@ -41,7 +41,7 @@ TEST(EndOfProcess, HasTheSameDefaults) {
     ScriptedSockets sockets;
     EXPECT_EQ(AgentInterface::emitEndOfProcess(nullptr, nullptr, 0), 0);
     EXPECT_THAT(sockets.takeCalls(),
-                ElementsAre("socket(2, 524289, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
+                ElementsAre("socket(2, 1, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
                             "send(40, \"<exit/>\\n\", 8, 0)", "close(40)"));
 }
 

@@ -54,15 +54,15 @@ TEST(FirstMessage, GoesBeforeTheFirstEventAndOnce) {
     EXPECT_THAT(sockets.takeCalls(), IsEmpty());
     sendSocket(recorder, 1);
     EXPECT_THAT(sockets.takeCalls(),
-                ElementsAre("socket(2, 524289, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
+                ElementsAre("socket(2, 1, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
                             "send(40, \"<process pid_I4=\"1092\"/>\\n\", 25, 0)", "close(40)",
-                            "socket(2, 524289, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
+                            "socket(2, 1, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
                             "send(40, \"<close socket_I4=\"1\"/>\\n\", 23, 0)", "close(40)"));
     EXPECT_THAT(log.takeLines(), ElementsAre("[DATA ][0]<process pid_I4=\"1092\"/>",
                                              "[DATA ][1]<close socket_I4=\"1\"/>"));
     sendSocket(recorder, 2);
     EXPECT_THAT(sockets.takeCalls(),
-                ElementsAre("socket(2, 524289, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
+                ElementsAre("socket(2, 1, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
                             "send(40, \"<close socket_I4=\"2\"/>\\n\", 23, 0)", "close(40)"));
     EXPECT_THAT(log.takeLines(), ElementsAre("[DATA ][2]<close socket_I4=\"2\"/>"));
 }

@@ -102,7 +102,7 @@ TEST(MemoryShortage, LostMessageOpensNoConnection) {
     RecorderMessage next(RecorderMessageKind::exit, 1);
     recorder.sendAMessage(next);
     EXPECT_THAT(sockets.takeCalls(),
-                ElementsAre("socket(2, 524289, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
+                ElementsAre("socket(2, 1, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
                             "send(40, \"<exit/>\\n\", 8, 0)", "close(40)"));
 }
 
@@ -117,7 +117,7 @@ TEST(MemoryShortage, LostFirstMessageDoesNotHoldUpTheNext) {
     RecorderMessage next(RecorderMessageKind::exit, 1);
     recorder.sendAMessage(next);
     EXPECT_THAT(sockets.takeCalls(),
-                ElementsAre("socket(2, 524289, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
+                ElementsAre("socket(2, 1, 6)", "connect(40, 2, 127.0.0.1:1092, 16)",
                             "send(40, \"<exit/>\\n\", 8, 0)", "close(40)"));
 }
 
