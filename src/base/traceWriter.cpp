@@ -107,7 +107,7 @@ std::int32_t getDebugLvl() {
     return debugLvl.load(std::memory_order_relaxed);
 }
 
-void x_disp(DebugMessageKind kind, const char* format, ...) {
+void(x_disp)(DebugMessageKind kind, const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     vx_disp(kind, format, arguments);

@@ -108,6 +108,10 @@ void x_disp(DebugMessageKind kind, const char* format, ...) __attribute__((forma
 void vx_disp(DebugMessageKind kind, const char* format, va_list arguments)
     __attribute__((format(printf, 2, 0)));
 
+// The arguments of a line that is not written are not even evaluated.
+#define x_disp(kind, ...) \
+    (isTraceWritten(kind) ? (x_disp)(kind, __VA_ARGS__) : static_cast<void>(0))
+
 // Creates the trace lock and an 8192-byte trace buffer, in place of an earlier one.
 void initializeCriticalSections();
 
