@@ -35,8 +35,10 @@ public:
 
     int near() const { return near_; }
 
-    // Sends or takes `length` bytes at the far end, unseen.
-    void sendFromFarEnd(const char* bytes, std::size_t length) const;
+    // Sends `length` bytes at the far end, unseen, as the answer to a request: on a connection that
+    // only ever receives, the system now acknowledges within the receiving call and now does not.
+    void answerFromFarEnd(const char* bytes, std::size_t length) const;
+    // Takes `length` bytes at the far end, unseen.
     void drainFarEnd(std::size_t length) const;
 
 private:

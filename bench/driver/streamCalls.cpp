@@ -112,7 +112,7 @@ double measureStreamCall(const std::string& call, std::size_t size, const Floor&
                        [&] { connection.drainFarEnd(size); });
     }
     if (const auto found = receivingCalls.find(call); found != receivingCalls.end()) {
-        return measure([&] { connection.sendFromFarEnd(bytes.data(), size); },
+        return measure([&] { connection.answerFromFarEnd(bytes.data(), size); },
                        [&] { result = found->second(connection.near(), bytes.data(), size); },
                        [] {});
     }

@@ -18,14 +18,26 @@ SINK = os.path.join(BUILD, "bench", "veltra_bench_sink")
 FAR_AWAY = "192.0.2.7:80"
 
 
-class Process:
-    """A program that answers lines with lines."""
+ALL_PROCESSORS = os.sched_getaffinity(0)
+ONE_PROCESSOR = {max(ALL_PROCESSORS)}
+OTHER_PROCESSORS = ALL_PROCESSORS - ONE_PROCESSOR or ONE_PROCESSOR
 
-    def __init__(self, command, environment=None):
+
+def stay_on_one_processor():
+    """From now on, with whatever is started. Otherwise it is a matter of luck whether who sends and
+    who receives share one, which makes a connection half as long again."""
+    os.sched_setaffinity(0, ONE_PROCESSOR)
+
+
+class Process:
+    """A program that answers lines with lines, on the one processor or on the given ones."""
+
+    def __init__(self, command, environment=None, processors=ONE_PROCESSOR):
         kept = {name: value for name, value in os.environ.items()
                 if not name.startswith("VELTRA_") and name != "LD_PRELOAD"}
         self.process = subprocess.Popen(command, env={**kept, **(environment or {})}, text=True,
-                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                        preexec_fn=lambda: os.sched_setaffinity(0, processors))
 
     def ask(self, line):
         self.process.stdin.write(line + "\n")
@@ -85,10 +97,10 @@ class Lab:
     def rounds(self, count):
         return max(5, count // 10) if self.quick else count
 
-    def bare(self, *arguments):
-        return self.keep(Process([DRIVER, *arguments]))
+    def bare(self, *arguments, processors=ONE_PROCESSOR):
+        return self.keep(Process([DRIVER, *arguments], processors=processors))
 
-    def agent(self, *arguments, port=None, unplugged=False, socks=None):
+    def agent(self, *arguments, port=None, unplugged=False, socks=None, processors=ONE_PROCESSOR):
         environment = {"LD_PRELOAD": AGENT,
                        "VELTRA_SOCKET_AGENT_PORT_NUMBER": str(port or self.sink.take_port())}
         if unplugged:
@@ -96,19 +108,20 @@ class Lab:
         if socks:
             environment["VELTRA_SOCKET_AGENT_SOCKS_IPV4_ADDRESS"] = "127.0.0.1"
             environment["VELTRA_SOCKET_AGENT_SOCKS_PORT_NUMBER_IPV4"] = str(socks)
-        return self.keep(Process([DRIVER, *arguments], environment))
+        return self.keep(Process([DRIVER, *arguments], environment, processors))
 
     def strace(self):
         return self.keep(Process(["strace", "-f", "-o", "/dev/null", DRIVER]))
 
-    def torsocks(self, socks):
-        return self.keep(Process(["torsocks", "-a", "127.0.0.1", "-P", str(socks), DRIVER]))
+    def torsocks(self, socks, processors=ONE_PROCESSOR):
+        return self.keep(Process(["torsocks", "-a", "127.0.0.1", "-P", str(socks), DRIVER],
+                                 processors=processors))
 
-    def proxychains4(self, socks):
+    def proxychains4(self, socks, processors=ONE_PROCESSOR):
         settings = os.path.join(self.folder, f"proxychains-{socks}")
         with open(settings, "w") as file:
             file.write(f"strict_chain\nquiet_mode\n[ProxyList]\nsocks5 127.0.0.1 {socks}\n")
-        return self.keep(Process(["proxychains4", "-q", "-f", settings, DRIVER]))
+        return self.keep(Process(["proxychains4", "-q", "-f", settings, DRIVER], processors=processors))
 
 
 def medians(rounds, questions):

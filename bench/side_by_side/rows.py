@@ -7,7 +7,8 @@ import statistics
 import subprocess
 from dataclasses import dataclass
 
-from .processes import BUILD, DRIVER, AGENT, FAR_AWAY, Sink, medians
+from .processes import (AGENT, ALL_PROCESSORS, BUILD, DRIVER, FAR_AWAY, OTHER_PROCESSORS, Sink,
+                        medians)
 
 CALLS = ("send", "write", "sendto", "sendmsg", "recv", "read", "recvfrom", "recvmsg")
 KIB = 1024
@@ -100,9 +101,10 @@ def many_sockets(lab):
 
 
 def two_threads(lab):
-    bare, agent = lab.bare("--idle-thread"), lab.agent("--idle-thread")
-    times = medians(lab.rounds(300), {"one": (agent, "plain write 10000"), "two": (agent, "threads 10000"),
-                                      "bare": (bare, "threads 10000")})
+    bare, agent = lab.bare("--idle-thread", processors=ALL_PROCESSORS), lab.agent("--idle-thread", processors=ALL_PROCESSORS)
+    # Long enough for the second thread to come to a processor of its own.
+    times = medians(lab.rounds(40), {"one": (agent, "plain write 200000"), "two": (agent, "threads 200000"),
+                                     "bare": (bare, "threads 200000")})
     of_one, of_bare = times["one"] / times["two"], times["bare"] / times["two"]
     yield Row("two threads on plain calls: calls of one thread, bare calls", "1.45 x, 0.62 x",
               f"{of_one:.2f} x, {of_bare:.2f} x", of_one >= 1.45 and of_bare >= 0.62)
@@ -182,12 +184,15 @@ def escaping(lab):
 
 
 def rerouting(lab):
-    silent = lab.agent(unplugged=True, socks=lab.sink.take_socks_port())
-    recording = lab.agent(socks=lab.sink.take_socks_port())
-    programs = {"agent": (silent, FAR_AWAY), "recording": (recording, FAR_AWAY), "bare": (lab.bare(), lab.reader)}
+    # A SOCKS server does not wait for its client's processor.
+    apart = {"processors": OTHER_PROCESSORS}
+    silent = lab.agent(unplugged=True, socks=lab.sink.take_socks_port(), **apart)
+    recording = lab.agent(socks=lab.sink.take_socks_port(), **apart)
+    programs = {"agent": (silent, FAR_AWAY), "recording": (recording, FAR_AWAY),
+                "bare": (lab.bare(**apart), lab.reader)}
     for other in ("torsocks", "proxychains4"):
         if shutil.which(other):
-            programs[other] = (getattr(lab, other)(lab.sink.take_socks_port()), FAR_AWAY)
+            programs[other] = (getattr(lab, other)(lab.sink.take_socks_port(), **apart), FAR_AWAY)
     times = medians(lab.rounds(60), {name: (program, f"reconnect {address} 10")
                                      for name, (program, address) in programs.items()})
     found = ", ".join(f"{name} {time / 1000:.0f} µs" for name, time in times.items())
@@ -218,7 +223,7 @@ def start_up(lab):
 def flat_out(lab):
     slices, seconds = (3, 1) if lab.quick else (12, 5)
     port = lab.sink.take_port()
-    agent, bare = lab.agent(port=port), lab.bare()
+    agent, bare = lab.agent(port=port, processors=ALL_PROCESSORS), lab.bare(processors=ALL_PROCESSORS)
     length = message_length(lab, agent, port, "stream send 64 {count}")
     totals = {"agent": [], "floor": []}
     for _ in range(slices):
@@ -254,7 +259,7 @@ def others(lab):
 
 def slow_recorder(lab):
     sink = lab.keep(Sink(discarding=1, work_nanoseconds=100000, backlog=50))
-    agent = lab.agent(port=sink.take_port())
+    agent = lab.agent(port=sink.take_port(), processors=ALL_PROCESSORS)
     calls, seconds, median, _, longest, _ = agent.ask(f"flatout 64 {1 if lab.quick else 5}")
     yield Row("recorder with 100 µs of work a message and a queue of 50", "",
               f"{calls / seconds:.0f} calls a second, median {median / 1000:.0f} µs, longest {longest / 1e6:.1f} ms")
