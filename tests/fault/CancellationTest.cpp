@@ -36,7 +36,8 @@ TEST_P(Cancellation, LeavesNoLockHeldAndNoDescriptorOpen) {
 
 INSTANTIATE_TEST_SUITE_P(
     Calls, Cancellation,
-    ::testing::Combine(::testing::Values("read", "recv", "accept", "connect", "send"),
+    ::testing::Combine(::testing::Values("read", "recv", "recvfrom", "recvmsg", "select", "pselect",
+                                         "accept", "connect", "send", "write", "sendto", "sendmsg"),
                        ::testing::Values("deferred", "asynchronous"), ::testing::Values(0, 1023)));
 
 // Of a thread that goes in the middle of a call nobody knows how far it came.

@@ -78,6 +78,35 @@ void receiveFrom(int fd) {
     recv(fd, anything, sizeof(anything), 0);
 }
 
+void receiveFromPeer(int fd) {
+    recvfrom(fd, anything, sizeof(anything), 0, nullptr, nullptr);
+}
+
+void receiveMessage(int fd) {
+    iovec piece = {anything, sizeof(anything)};
+    msghdr message{};
+    message.msg_iov = &piece;
+    message.msg_iovlen = 1;
+    recvmsg(fd, &message, 0);
+}
+
+fd_set only(int fd) {
+    fd_set descriptors;
+    FD_ZERO(&descriptors);
+    FD_SET(fd, &descriptors);
+    return descriptors;
+}
+
+void selectFrom(int fd) {
+    fd_set readable = only(fd);
+    select(fd + 1, &readable, nullptr, nullptr, nullptr);
+}
+
+void pselectFrom(int fd) {
+    fd_set readable = only(fd);
+    pselect(fd + 1, &readable, nullptr, nullptr, nullptr, nullptr);
+}
+
 void acceptOn(int fd) {
     accept(fd, nullptr, nullptr);
 }
@@ -93,6 +122,25 @@ char* huge = nullptr;
 void sendMuch(int fd) {
     for (;;)
         send(fd, huge, 4096, 0);
+}
+
+void writeMuch(int fd) {
+    for (;;)
+        write(fd, huge, 4096);
+}
+
+void sendMuchTo(int fd) {
+    for (;;)
+        sendto(fd, huge, 4096, 0, nullptr, 0);
+}
+
+void sendManyMessages(int fd) {
+    iovec piece = {huge, 4096};
+    msghdr message{};
+    message.msg_iov = &piece;
+    message.msg_iovlen = 1;
+    for (;;)
+        sendmsg(fd, &message, 0);
 }
 
 // Calls without end, so that the cancellation hits anywhere.
@@ -169,9 +217,16 @@ struct Place {
 constexpr Place places[] = {
     {"read", &readFrom, 25, 2000},
     {"recv", &receiveFrom, 25, 2000},
+    {"recvfrom", &receiveFromPeer, 25, 2000},
+    {"recvmsg", &receiveMessage, 25, 2000},
+    {"select", &selectFrom, 25, 2000},
+    {"pselect", &pselectFrom, 25, 2000},
     {"accept", &acceptOn, 25, 2000},
     {"connect", &connectToBusyServer, 25, 2000},
     {"send", &sendMuch, 10, 20'000},
+    {"write", &writeMuch, 10, 20'000},
+    {"sendto", &sendMuchTo, 10, 20'000},
+    {"sendmsg", &sendManyMessages, 10, 20'000},
     {"anywhere", &callOnAndOn, 400, 0},
     {"stuck-recorder", &sendHuge, 1, 100'000},
 };
