@@ -69,6 +69,12 @@ int openOwnSocket() {
     return True_socket(2, areOtherThreadsAbout() ? 1 | SOCK_CLOEXEC : 1, 6);
 }
 
+void limitWaits(int fd, const timeval& longest) {
+    Initsetsockopt();
+    const auto set = setsockopt_ptr.load(std::memory_order_relaxed);
+    if (set != nullptr) set(fd, SOL_SOCKET, SO_SNDTIMEO, &longest, sizeof(longest));
+}
+
 int moveDescriptorAside(int fd) {
     if (fd == -1) return -1;
     const int aside = duplicateAside(fd);

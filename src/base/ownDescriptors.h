@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/time.h>
+
 // The descriptors that the agent keeps for itself among those of the application: its log file, its
 // debug server connection and the moment's connection to the recorder.
 
@@ -10,6 +12,9 @@ bool areOtherThreadsAbout();
 // A new TCP socket for IPv4, close-on-exec from the beginning where other threads are about.
 // Returns its number, or -1 with errno.
 int openOwnSocket();
+
+// From now on the system gives up a connect or a send on the socket that takes longer.
+void limitWaits(int fd, const timeval& longest);
 
 // Moves a new descriptor out of the way of the numbers that the application expects to be given
 // next, and marks it to be closed when another program is executed. Returns the new number: `fd`

@@ -26,12 +26,6 @@ constexpr std::int32_t defaultPort = 1092;
 constexpr int longestTurn = 3;
 constexpr timeval longestWait = {3, 0};
 
-void limitWaits(int connection) {
-    Initsetsockopt();
-    const auto set = setsockopt_ptr.load(std::memory_order_relaxed);
-    if (set != nullptr) set(connection, SOL_SOCKET, SO_SNDTIMEO, &longestWait, sizeof(longestWait));
-}
-
 bool isOnThisMachine(const sockaddr_in& recorder) {
     return ntohl(recorder.sin_addr.s_addr) >> 24 == IN_LOOPBACKNET;
 }
@@ -172,7 +166,7 @@ void AgentInterface::sendOn(const MessageSocket& connection, const char* text,
     recorder.sin_addr.s_addr = True_inet_addr(address);
     recorder.sin_port = True_htons(static_cast<std::uint16_t>(port));
     if (!connection.isStillOurs()) return traceFailure("connect", "SOCKET_ERROR");
-    limitWaits(connection.number());
+    limitWaits(connection.number(), longestWait);
     if (isOnThisMachine(recorder)) giveBackPortAtClose(connection.number());
     if (True_connect(connection.number(), reinterpret_cast<const sockaddr*>(&recorder),
                      sizeof(recorder)) == -1) {

@@ -49,13 +49,6 @@ void readPort() {
     if (port != 0) debugPortVal = port;
 }
 
-// The system gives up a connect or send that takes longer.
-void limitWaits(const timeval& longest) {
-    Initsetsockopt();
-    const auto set = setsockopt_ptr.load(std::memory_order_relaxed);
-    if (set != nullptr) set(debugSocket, SOL_SOCKET, SO_SNDTIMEO, &longest, sizeof(longest));
-}
-
 // Moved aside before its connect, in which another thread may take any number for itself.
 void createDebugSocket() {
     debugSocket = openOwnSocket();
@@ -74,7 +67,7 @@ int connectDebugSocket() {
     server.sin_port = True_htons(static_cast<std::uint16_t>(debugPortVal));
     server.sin_addr.s_addr = True_inet_addr(debugIpVal);
     createDebugSocket();
-    limitWaits({connectMaxTimeout.load(std::memory_order_relaxed), 0});
+    limitWaits(debugSocket, {connectMaxTimeout.load(std::memory_order_relaxed), 0});
     return True_connect(debugSocket, reinterpret_cast<const struct sockaddr*>(&server),
                         sizeof(server));
 }
@@ -150,7 +143,7 @@ void initializeDebugServer() {
     // Lines that other threads trace meanwhile must not wait for the connection.
     patience.store(0, std::memory_order_relaxed);
     if (!isDebugServerConnected(callersError)) return;
-    if (isStillConnection()) limitWaits(longestSend);
+    if (isStillConnection()) limitWaits(debugSocket, longestSend);
     patience.store(wholePatience, std::memory_order_release);
     x_disp(TRACE_INFO, "connect() done on debug server");
 }
