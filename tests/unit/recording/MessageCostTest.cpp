@@ -67,7 +67,9 @@ constexpr Way ways[] = {
 
 class MessageCost : public testing::TestWithParam<Way> {};
 
-// The best of several runs, taken in turns, so that a busy machine slows both down alike.
+// The best of several runs, taken in turns, so that a busy machine slows both down alike. The large
+// one may be hit harder, because its text is in no cache; with the square of the payload it would
+// cost sixteen times as much.
 TEST_P(MessageCost, GrowsInProportionToThePayload) {
     std::string small = GetParam().payloadOf(4 * mebibyte);
     std::string large = GetParam().payloadOf(16 * mebibyte);
@@ -77,7 +79,7 @@ TEST_P(MessageCost, GrowsInProportionToThePayload) {
         smallCost = std::min(smallCost, costOf(GetParam().fill, small));
         largeCost = std::min(largeCost, costOf(GetParam().fill, large));
     }
-    EXPECT_LE(largeCost, 5 * smallCost);
+    EXPECT_LE(largeCost, 8 * smallCost);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, MessageCost, testing::ValuesIn(ways),
