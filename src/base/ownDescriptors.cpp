@@ -49,6 +49,7 @@ int findFirstNumberAside() {
 }
 
 int duplicateAside(int fd) {
+    const int saved = errno;
     const int known = firstNumberAside.load(std::memory_order_relaxed);
     if (known != unknown) {
         const int aside = fcntl(fd, F_DUPFD_CLOEXEC, known);
@@ -56,6 +57,7 @@ int duplicateAside(int fd) {
     }
     const int found = findFirstNumberAside();
     firstNumberAside.store(found, std::memory_order_relaxed);
+    errno = saved;
     return fcntl(fd, F_DUPFD_CLOEXEC, found);
 }
 
@@ -66,7 +68,8 @@ bool areOtherThreadsAbout() {
 }
 
 int openOwnSocket() {
-    return True_socket(2, areOtherThreadsAbout() ? 1 | SOCK_CLOEXEC : 1, 6);
+    const int closeOnExec = areOtherThreadsAbout() ? SOCK_CLOEXEC : 0;
+    return True_socket(AF_INET, SOCK_STREAM | closeOnExec, IPPROTO_TCP);
 }
 
 void limitWaits(int fd, const timeval& longest) {

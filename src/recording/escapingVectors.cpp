@@ -137,25 +137,25 @@ struct Pieces {
 
 // The writers below may overwrite up to a block behind the end.
 
-WITH_VECTORS inline char* writeFrom(unsigned long place, __m512i block, char* out) {
+WITH_VECTORS inline void storeFrom(unsigned long place, __m512i block, char* out) {
     _mm512_storeu_si512(out, _mm512_permutexvar_epi8(load(fromPlace.of + place), block));
-    return out;
 }
 
-// From one byte that has to be escaped to the next. `escapes` has a bit for each, at least one.
+// From one byte that has to be escaped to the next. `escapes` has a bit for each.
 WITH_VECTORS inline char* writeSparse(char* out, __m512i block, std::uint64_t escapes) {
     const Pieces<char> bytes(block);
     unsigned long place = 0;
     for (; escapes != 0; escapes &= escapes - 1) {
         const auto next = static_cast<unsigned long>(std::countr_zero(escapes));
-        writeFrom(place, block, out);
+        storeFrom(place, block, out);
         const EscapedByte& form = escaped(bytes.of[next]);
         out += next - place;
         std::memcpy(out, &form, sizeof(form));
         out += form.length;
         place = next + 1;
     }
-    return writeFrom(place, block, out) + (blockSize - place);
+    storeFrom(place, block, out);
+    return out + (blockSize - place);
 }
 
 // Eight bytes at a time, whatever they are.

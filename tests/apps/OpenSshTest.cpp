@@ -11,19 +11,7 @@ std::string sessionWith(const std::string& server, const std::string& client) {
     return R"sh(
 port=$(free_port)
 for key in host_key user_key; do ssh-keygen -q -t ed25519 -N '' -f "$key"; done
-cat > sshd_config <<END
-Port $port
-ListenAddress 127.0.0.1
-HostKey $PWD/host_key
-AuthorizedKeysFile $PWD/user_key.pub
-PidFile none
-StrictModes no
-UsePAM no
-PermitRootLogin yes
-PasswordAuthentication no
-KbdInteractiveAuthentication no
-Subsystem sftp internal-sftp
-END
+sed "s|@port@|$port|; s|@folder@|$PWD|" )sh" VELTRA_PROGRAMS R"sh(/sshd_config.in > sshd_config
 [ "$(id -u)" -ne 0 ] || mkdir -p /run/sshd
 serve )sh" +
            server +

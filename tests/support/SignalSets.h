@@ -59,6 +59,7 @@ public:
     CountedSignal& operator=(const CountedSignal&) = delete;
 
     void restoreMask() { pthread_sigmask(SIG_SETMASK, &maskBefore_, nullptr); }
+    int number() const { return signal_; }
     int times() const { return raised_; }
 
 private:

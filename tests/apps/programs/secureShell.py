@@ -3,6 +3,7 @@
 import hashlib
 import os
 import pwd
+from pathlib import Path
 
 from runner import free_port
 
@@ -11,19 +12,8 @@ SESSIONS = 5
 
 
 def settings(folder, port):
-    return f"""\
-Port {port}
-ListenAddress 127.0.0.1
-HostKey {folder}/host_key
-AuthorizedKeysFile {folder}/user_key.pub
-PidFile none
-StrictModes no
-UsePAM no
-PermitRootLogin yes
-PasswordAuthentication no
-KbdInteractiveAuthentication no
-Subsystem sftp internal-sftp
-"""
+    template = (Path(__file__).parent / "sshd_config.in").read_text()
+    return template.replace("@port@", str(port)).replace("@folder@", str(folder))
 
 
 def openssh(run):

@@ -164,22 +164,29 @@ protected:
         return area != nullptr && length != nullptr && (value >= 16 || !canBeWritten);
     }
 
-    void putInPlace(sockaddr*& area, socklen_t*& length) const {
-        area = arena_.at<sockaddr>(Arena::namePlace);
-        length = arena_.at<socklen_t>(Arena::lengthPlace);
+    // Where a call puts its peer's address, and whether the bare run finds the same there.
+    struct PeerArea {
+        sockaddr* address;
+        socklen_t* length;
+        bool isCompared;
+    };
+
+    PeerArea peerArea() {
+        sockaddr* const address = arguments_.nameArea();
+        const socklen_t value = arguments_.someLength();
+        socklen_t* const length = arguments_.length(value);
+        if (address == nullptr) return {nullptr, nullptr, true};
+        if (isComparable(address, length, value)) return {address, length, true};
+        return {arena_.at<sockaddr>(Arena::namePlace), arena_.at<socklen_t>(Arena::lengthPlace),
+                false};
     }
 
     void acceptOn() {
         Slot* const slot = arguments_.slot();
         const int fd = arguments_.numberOf(slot);
-        sockaddr* area = arguments_.nameArea();
-        const socklen_t value = arguments_.someLength();
-        socklen_t* length = arguments_.length(value);
-        if (area == nullptr) length = nullptr;
-        const bool isOwn = area != nullptr && !isComparable(area, length, value);
-        if (isOwn) putInPlace(area, length);
+        const PeerArea peer = peerArea();
         const long accepted = report(
-            "accept", slot, [=] { return accept(fd, area, length); }, !isOwn);
+            "accept", slot, [=] { return accept(fd, peer.address, peer.length); }, peer.isCompared);
         if (accepted >= 0) inhabit(static_cast<int>(accepted), Kind::other);
         std::printf("\n");
     }

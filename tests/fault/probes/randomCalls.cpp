@@ -151,15 +151,13 @@ private:
         const int fd = arguments_.numberOf(slot);
         const Buffer buffer = arguments_.buffer(slot, true);
         const int flags = arguments_.flags();
-        sockaddr* area = arguments_.nameArea();
-        const socklen_t value = arguments_.someLength();
-        socklen_t* length = arguments_.length(value);
-        if (area == nullptr) length = nullptr;
-        const bool isOwn = area != nullptr && !isComparable(area, length, value);
-        if (isOwn) putInPlace(area, length);
+        const PeerArea peer = peerArea();
         report(
             "recvfrom", slot,
-            [=] { return recvfrom(fd, buffer.bytes, buffer.length, flags, area, length); }, !isOwn);
+            [=] {
+                return recvfrom(fd, buffer.bytes, buffer.length, flags, peer.address, peer.length);
+            },
+            peer.isCompared);
         std::printf("\n");
     }
 

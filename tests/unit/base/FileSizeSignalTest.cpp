@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -9,15 +8,16 @@
 #include <cerrno>
 
 #include "base/SignalBlock.h"
-#include "support/SignalSets.h"
+#include "support/KeptSignal.h"
 
 namespace {
 
-using testing::ElementsAre;
-using veltra::testing::block;
-using veltra::testing::blockedSignals;
 using veltra::testing::CountedSignal;
-using veltra::testing::pendingSignals;
+using veltra::testing::expectKeptPending;
+using veltra::testing::expectNotLeftPending;
+using veltra::testing::expectNotRaised;
+using veltra::testing::sendToProcess;
+using veltra::testing::sendToThread;
 
 // A file that this process may make two bytes long.
 class FileSizeSignal : public testing::Test {
@@ -45,38 +45,19 @@ protected:
 };
 
 TEST_F(FileSizeSignal, IsNotRaised) {
-    const auto blocked = blockedSignals();
-    writeBeyond();
-    EXPECT_EQ(sigxfsz.times(), 0);
-    EXPECT_EQ(blockedSignals(), blocked);
-    EXPECT_THAT(pendingSignals(), ElementsAre());
+    expectNotRaised(sigxfsz, [this] { writeBeyond(); });
 }
 
 TEST_F(FileSizeSignal, DoesNotBecomePendingWhileBlocked) {
-    block({SIGXFSZ});
-    writeBeyond();
-    EXPECT_THAT(pendingSignals(), ElementsAre());
-    sigxfsz.restoreMask();
-    EXPECT_EQ(sigxfsz.times(), 0);
+    expectNotLeftPending(sigxfsz, [this] { writeBeyond(); });
 }
 
 TEST_F(FileSizeSignal, PendingForTheThreadStaysPending) {
-    block({SIGXFSZ});
-    raise(SIGXFSZ);
-    writeBeyond();
-    EXPECT_THAT(pendingSignals(), ElementsAre(SIGXFSZ));
-    EXPECT_EQ(sigxfsz.times(), 0);
-    sigxfsz.restoreMask();
-    EXPECT_EQ(sigxfsz.times(), 1);
+    expectKeptPending(sigxfsz, &sendToThread, [this] { writeBeyond(); });
 }
 
 TEST_F(FileSizeSignal, PendingForTheProcessStaysPending) {
-    block({SIGXFSZ});
-    kill(getpid(), SIGXFSZ);
-    writeBeyond();
-    EXPECT_THAT(pendingSignals(), ElementsAre(SIGXFSZ));
-    sigxfsz.restoreMask();
-    EXPECT_EQ(sigxfsz.times(), 1);
+    expectKeptPending(sigxfsz, &sendToProcess, [this] { writeBeyond(); });
 }
 
 }  // namespace

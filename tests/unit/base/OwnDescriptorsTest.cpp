@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -79,6 +80,22 @@ TEST(DescriptorsAside, AreClosedOnExecAndKeepTheirFile) {
     EXPECT_EQ(fileIdentity(created), FileIdentity{});
     close(fd);
     EXPECT_EQ(moveDescriptorAside(-1), -1);
+}
+
+TEST(DescriptorsAside, FollowALoweredLimit) {
+    const int first = moveDescriptorAside(newFile());
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = 100;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    errno = 77;
+    const int second = moveDescriptorAside(newFile());
+    EXPECT_EQ(errno, 77);
+    EXPECT_GE(first, 100);
+    EXPECT_EQ(second, 100 - 16);
+    EXPECT_EQ(fcntl(second, F_GETFD), FD_CLOEXEC);
+    close(first);
+    close(second);
 }
 
 TEST(FileIdentities, TellFilesApartAndKeepTheErrorCode) {

@@ -220,4 +220,14 @@ TEST_F(TraceWriter, LinesOfSeveralThreadsAreWholeAndInOrder) {
     EXPECT_THAT(seen[threadCount], ElementsAre("[INFO ]buffer resized to : 12288"));
 }
 
+TEST(TraceArguments, AreEvaluatedForLinesThatAreWrittenOnly) {
+    int evaluated = 0;
+    x_disp(TRACE_INFO, "%d", ++evaluated);
+    EXPECT_EQ(evaluated, 0);
+    veltra::testing::TraceLog log;
+    x_disp(TRACE_INFO, "%d", ++evaluated);
+    EXPECT_EQ(evaluated, 1);
+    EXPECT_EQ(log.takeLines(), std::vector<std::string>{"[INFO ]1"});
+}
+
 }  // namespace

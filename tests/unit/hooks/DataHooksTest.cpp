@@ -183,4 +183,33 @@ TEST(DataRecorded, TracesTheReasonForASocketThatMayBeTraced) {
     EXPECT_THAT(log.takeLines(), IsEmpty());
 }
 
+TEST(DataRecorded, IsNothingThatNobodyCouldSee) {
+    SOCKETINFO* const tcp = createSocketInfo(10, AF_INET, SOCK_STREAM, 0, 6);
+    EXPECT_TRUE(isDataRecorded(tcp, "send", 15, 10));
+    agentInterfaceUnplugged.store(true);
+    EXPECT_FALSE(isDataRecorded(tcp, "send", 15, 10));
+    const veltra::testing::TraceLog log;
+    EXPECT_TRUE(isDataRecorded(tcp, "send", 15, 10));
+}
+
+// The recorder core's clock, as far as it has been asked.
+long long asked = 0;
+
+TEST(EntryStampsOf, ARecordedSocketAreThoseOfTheEntry) {
+    getCurrentTimePtr.store([] { return ++asked; });
+    const EntryStamps entry(createSocketInfo(10, AF_INET, SOCK_STREAM, 0, 6));
+    EXPECT_EQ(asked, 1);
+    EXPECT_EQ(entry.get().nanoseconds, 1);
+    EXPECT_EQ(asked, 1);
+}
+
+TEST(EntryStampsOf, ASocketThatIsNotRecordedAreNotTakenUntilAskedFor) {
+    getCurrentTimePtr.store([] { return ++asked; });
+    const EntryStamps udp(createSocketInfo(7, AF_INET, SOCK_DGRAM, 0, 17));
+    agentInterfaceUnplugged.store(true);
+    const EntryStamps unseen(createSocketInfo(10, AF_INET, SOCK_STREAM, 0, 6));
+    EXPECT_EQ(asked, 0);
+    EXPECT_EQ(udp.get().nanoseconds, 1);
+}
+
 }  // namespace

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "recording/AgentInterface.h"
+#include "support/KeptSignal.h"
 #include "support/RealCalls.h"
-#include "support/SignalSets.h"
 #include "support/TraceLog.h"
 
 namespace {
@@ -18,8 +18,13 @@ using testing::ElementsAre;
 using veltra::testing::block;
 using veltra::testing::blockedSignals;
 using veltra::testing::CountedSignal;
+using veltra::testing::expectKeptPending;
+using veltra::testing::expectNotLeftPending;
+using veltra::testing::expectNotRaised;
 using veltra::testing::pendingSignals;
 using veltra::testing::ReplacedCall;
+using veltra::testing::sendToProcess;
+using veltra::testing::sendToThread;
 using veltra::testing::TraceLog;
 using veltra::testing::useRealCalls;
 
@@ -70,39 +75,19 @@ protected:
 };
 
 TEST_F(Sigpipe, IsNotRaised) {
-    const auto blocked = blockedSignals();
-    sendBroken();
-    EXPECT_EQ(sigpipe.times(), 0);
-    EXPECT_EQ(blockedSignals(), blocked);
-    EXPECT_THAT(pendingSignals(), ElementsAre());
+    expectNotRaised(sigpipe, [this] { sendBroken(); });
 }
 
 TEST_F(Sigpipe, DoesNotBecomePendingWhileBlocked) {
-    block({SIGPIPE, SIGUSR1, SIGURG});
-    const auto blocked = blockedSignals();
-    sendBroken();
-    EXPECT_EQ(blockedSignals(), blocked);
-    EXPECT_THAT(pendingSignals(), ElementsAre());
+    expectNotLeftPending(sigpipe, [this] { sendBroken(); });
 }
 
 TEST_F(Sigpipe, PendingForTheThreadStaysPending) {
-    block({SIGPIPE});
-    raise(SIGPIPE);
-    sendBroken();
-    EXPECT_THAT(pendingSignals(), ElementsAre(SIGPIPE));
-    EXPECT_EQ(sigpipe.times(), 0);
-    sigpipe.restoreMask();
-    EXPECT_EQ(sigpipe.times(), 1);
+    expectKeptPending(sigpipe, &sendToThread, [this] { sendBroken(); });
 }
 
 TEST_F(Sigpipe, PendingForTheProcessStaysPending) {
-    block({SIGPIPE, SIGUSR2});
-    kill(getpid(), SIGPIPE);
-    sendBroken();
-    EXPECT_THAT(pendingSignals(), ElementsAre(SIGPIPE));
-    EXPECT_EQ(sigpipe.times(), 0);
-    sigpipe.restoreMask();
-    EXPECT_EQ(sigpipe.times(), 1);
+    expectKeptPending(sigpipe, &sendToProcess, [this] { sendBroken(); });
 }
 
 TEST_F(Sigpipe, OtherPendingSignalsStayPending) {
